@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/Models.h"
+
+namespace tollbrook {
+
+/// Whether the built-in writer is asked for a file with this extension (in any case): the seven image types.
+bool isImageIOExtension(std::string_view extension);
+
+/// Writes embedded metadata for the length of one run, by the best route there is: an exiftool session, else
+/// one exiftool process per file, else the built-in image writer. One bad file never costs the others: a
+/// session whose child died or that timed out is let go, its file gets one try with a process of its own, and
+/// another session is opened for the next file; after three sessions in a row without a success every file
+/// gets its own process. One thread at a time; that thread must outlive the writer's children.
+class EmbeddedWriter {
+ public:
+  struct Settings {
+    std::optional<std::filesystem::path> exifTool = ExifTool::path();
+    std::chrono::milliseconds answerLimit = ExifTool::answerLimit;
+  };
+
+  struct Result {
+    bool written = false;    ///< what the run counts
+    bool confirmed = false;  ///< the writer itself said that everything is in the file
+  };
+
+  explicit EmbeddedWriter(Settings settings);
+  /// Ends the session, as close does.
+  ~EmbeddedWriter();
+  EmbeddedWriter(const EmbeddedWriter&) = delete;
+  EmbeddedWriter& operator=(const EmbeddedWriter&) = delete;
+
+  /// Writes `data` and `caption` into `file`. Mode, owner and extended attributes of the file survive; its
+  /// new bytes are not yet forced to disk.
+  Result write(const std::filesystem::path& file, const SidecarData& data,
+               const std::optional<std::string>& caption);
+
+  void close();
+
+ private:
+  Result writeWithSession(const std::filesystem::path& file, const SidecarData& data,
+                          const std::optional<std::string>& caption);
+  Result writeOnce(const std::filesystem::path& file, const SidecarData& data,
+                   const std::optional<std::string>& caption);
+
+  Settings settings_;
+  std::unique_ptr<ExifTool::Session> session_;
+  bool sessionHasSucceeded_ = false;
+  int sessionsWithoutSuccess_ = 0;
+};
+
+}  // namespace tollbrook

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "TollbrookCore/Models.h"
+
+/// The bridge to the external exiftool program, which writes embedded metadata into files of every kind. Two
+/// ways to run it: one child process for one file, or a Session, one long-lived child that takes a command
+/// per file. Nothing is reported but success; exiftool's own messages are not read.
+namespace tollbrook::ExifTool {
+
+/// Where exiftool is looked for, in this order. A constant of the program, not of the engine: each executable
+/// links its own definition (the library ExifToolPlaces holds the product's).
+extern const std::span<const char* const> places;
+
+/// How long a session waits for the answer to one command.
+inline constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(180);
+
+/// The exiftool executable: the first of `places` that can be executed, or none. Found once per process, on
+/// first use, and never again. Any thread.
+const std::optional<std::filesystem::path>& path();
+
+/// The arguments that write `data` (what of it is writable) and `caption`, in exiftool's order of reading,
+/// without the file name. Line breaks in the caption become spaces, NUL is dropped, so that every argument is
+/// one line.
+std::vector<std::string> arguments(const SidecarData& data, const std::optional<std::string>& caption);
+
+/// Whether a path can be named in a command to a session: commands are lines, so one with a line feed or a
+/// carriage return cannot.
+bool canNameInCommand(const std::filesystem::path& file);
+
+/// Runs `executable` once for one file and waits for it. True when it ran and exited with status 0. Any
+/// thread.
+bool writeOnce(const std::filesystem::path& file, const SidecarData& data,
+               const std::optional<std::string>& caption,
+               const std::optional<std::filesystem::path>& executable = path());
+
+/// One exiftool child in -stay_open mode. Running from start until close; there is no restart. write and
+/// close may be called from any thread and exclude each other.
+class Session {
+ public:
+  /// Starts the child; none when there is no executable, it cannot be launched or it ends at once.
+  static std::unique_ptr<Session> start(const std::optional<std::filesystem::path>& executable = path(),
+                                        std::chrono::milliseconds limit = answerLimit);
+
+  /// Ends the child as close does, without sending it the stop command.
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  /// Sends one command and waits for its completion marker, at most the session's limit for both. True when
+  /// the marker arrived in time, whatever exiftool did with the file; false at once when the child dies.
+  /// Commands are not numbered: the marker of a command that timed out answers the next one, so let go of a
+  /// session that returned false. A file that cannot be named in a command is refused and nothing is sent.
+  bool write(const std::filesystem::path& file, const SidecarData& data,
+             const std::optional<std::string>& caption);
+
+  /// Whether exiftool said of the last command that its file was updated, or needed no change.
+  bool lastWriteConfirmed() const;
+
+  /// Whether the child still runs.
+  bool isRunning() const;
+
+  /// Ends the session: stop command, then SIGTERM, then after two seconds SIGKILL; the child is reaped.
+  /// Afterwards write returns false.
+  void close();
+
+ private:
+  class Child;
+  explicit Session(std::unique_ptr<Child> child);
+  std::unique_ptr<Child> child_;
+};
+
+}  // namespace tollbrook::ExifTool

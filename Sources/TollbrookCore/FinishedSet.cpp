@@ -1,0 +1,1 @@
+#include "TollbrookCore/FinishedSet.h"

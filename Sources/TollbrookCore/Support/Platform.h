@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "TollbrookCore/Support/Time.h"
+
+/// The one seam to the operating system. Each function has one source per system; nothing else in the engine
+/// asks which system it runs on. Any thread.
+namespace tollbrook::Platform {
+
+struct FileDates {
+  std::optional<TimePoint> creation;  ///< absent where the file system keeps none
+  std::optional<TimePoint> modification;
+};
+
+/// Both dates of a file, read in one request; both absent when they cannot be read.
+FileDates fileDates(const std::filesystem::path& file);
+/// The same for `name` relative to the open folder `directory`.
+FileDates fileDates(int directory, const char* name);
+
+/// Sets creation and modification date of the file open as `descriptor`. Where no call sets a creation date,
+/// the modification date alone is set. A date that the file system cannot hold is an error (EOVERFLOW) and
+/// leaves the old dates.
+std::error_code setFileDates(int descriptor, TimePoint date);
+
+/// Forces the file or folder open as `descriptor` to stable storage, past the drive's own cache where the
+/// system can ask for that.
+std::error_code forceToDisk(int descriptor);
+
+/// Opaque bytes that lead back to the folder even after it was moved; none where the system has no such
+/// thing.
+std::optional<std::string> makeBookmark(const std::filesystem::path& folder);
+std::optional<std::filesystem::path> resolveBookmark(const std::string& bookmark);
+
+/// The folder for the data of applications, of this user.
+std::filesystem::path applicationSupportFolder();
+
+/// What belongs to a file beside its bytes and dates, and must survive its replacement.
+struct FileAttributes {
+  std::uint32_t mode = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  std::vector<std::pair<std::string, std::string>>
+      extended;  ///< extended attributes; on Linux the ACL is one
+
+  bool operator==(const FileAttributes&) const = default;
+};
+
+/// The attributes of the file open as `descriptor`; none when they cannot be read.
+std::optional<FileAttributes> readAttributes(int descriptor);
+
+/// Gives the file open as `descriptor` these attributes, as far as it lacks them. The first error is returned
+/// after all has been tried.
+std::error_code applyAttributes(int descriptor, const FileAttributes& attributes);
+
+/// Ties a child's life to ours. Call `armInChild` between fork and exec; it uses async-signal-safe calls
+/// only. The child then dies with the thread that forked it (Linux) or with the process (macOS, through a
+/// guard process that `guard` starts in the parent), whichever way that ends.
+class ChildGuard {
+ public:
+  /// To be made before fork, in the thread that will fork and that lives as long as the child.
+  ChildGuard();
+  ~ChildGuard();
+  ChildGuard(const ChildGuard&) = delete;
+  ChildGuard& operator=(const ChildGuard&) = delete;
+
+  /// In the child. False when the parent is already gone: the child must then exit at once.
+  bool armInChild() const;
+  /// In the parent, after fork.
+  void guard(int child);
+
+ private:
+  int parent_;
+  int lifeline_ = -1;  ///< macOS: the guard process ends the child when this descriptor closes
+  int guard_ = -1;     ///< macOS: the guard process
+};
+
+}  // namespace tollbrook::Platform

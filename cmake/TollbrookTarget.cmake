@@ -1,0 +1,13 @@
+# What every target of the project has in common: warnings, sanitizers, hardening.
+function(tollbrook_target target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                                           -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual)
+  if(TOLLBROOK_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(TOLLBROOK_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${TOLLBROOK_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${TOLLBROOK_SANITIZE})
+  endif()
+endfunction()
