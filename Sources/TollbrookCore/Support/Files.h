@@ -23,13 +23,16 @@ class Descriptor {
 
   explicit operator bool() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
-  void close();
+  /// Closes it now. The error of a file that was written matters: some file systems report a full disk only
+  /// here.
+  std::error_code close();
 
  private:
   int descriptor_ = -1;
 };
 
-/// `path` made absolute, "." and ".." resolved by text alone, without a trailing slash; links are kept.
+/// `path` made absolute against the current folder, "." and ".." resolved by text alone, without a trailing
+/// slash; links are kept. The empty path names nothing and stays empty.
 std::filesystem::path standardized(const std::filesystem::path& path);
 
 /// The error that errno holds.
@@ -38,15 +41,24 @@ std::error_code lastError();
 /// Writes all bytes, across interruptions and short writes.
 std::error_code writeAll(int descriptor, std::string_view bytes);
 
-/// The bytes of the regular file at `path`, at most `limit` of them; an error when it cannot be read or is
-/// larger.
+/// The bytes of the regular file at `path`, which may be a link to one, at most `limit` of them. An error,
+/// and no bytes, when it cannot be read, is no regular file (EISDIR, else EINVAL) or is larger (EFBIG). Never
+/// waits for a writer, as reading a FIFO would.
 std::error_code readAll(const std::filesystem::path& path, std::size_t limit, std::string& bytes);
+/// The same for the file open as `descriptor`, from its beginning whatever its position is.
+std::error_code readAll(int descriptor, std::size_t limit, std::string& bytes);
 
-/// Forces a folder's entries to disk.
+/// Forces a folder's entries to disk. A file system that cannot do that for folders is no error.
 std::error_code syncFolder(const std::filesystem::path& folder);
 
-/// Replaces `path` by a file of these bytes: written to `temporary` beside it, forced to disk, renamed over
-/// `path`, the folder forced to disk. On an error the old file stands and the temporary one is gone.
+/// Makes `folder` and the folders above it, each with access for this user only and its entry forced to disk;
+/// one that is there is fine. ENOTDIR when something else is in its place.
+std::error_code makeFolders(const std::filesystem::path& folder);
+
+/// Replaces `path` by a file of these bytes: written to `temporary` beside it (a leftover there is
+/// overwritten), forced to disk, renamed over `path`, the folder forced to disk. On an error the old file
+/// stands and the temporary one is gone, save that forcing the folder comes after the rename: when only that
+/// fails, the new file stands, though a power loss may bring the old one back.
 std::error_code replace(const std::filesystem::path& path, const std::filesystem::path& temporary,
                         std::string_view bytes);
 
