@@ -141,7 +141,11 @@ std::error_code readAll(int descriptor, std::size_t limit, std::string& bytes) {
 std::error_code syncFolder(const std::filesystem::path& folder) {
   const Descriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory) return lastError();
-  const auto error = Platform::forceToDisk(directory.get());
+  return syncFolder(directory.get());
+}
+
+std::error_code syncFolder(int descriptor) {
+  const auto error = Platform::forceToDisk(descriptor);
   for (const int unsupported : {EINVAL, ENOTSUP, EOPNOTSUPP, ENOSYS}) {
     if (error == errorOf(unsupported)) return {};
   }

@@ -23,6 +23,8 @@ class Descriptor {
 
   explicit operator bool() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
+  /// Hands the descriptor over to somebody who closes it.
+  int release() { return std::exchange(descriptor_, -1); }
   /// Closes it now. The error of a file that was written matters: some file systems report a full disk only
   /// here.
   std::error_code close();
@@ -50,6 +52,8 @@ std::error_code readAll(int descriptor, std::size_t limit, std::string& bytes);
 
 /// Forces a folder's entries to disk. A file system that cannot do that for folders is no error.
 std::error_code syncFolder(const std::filesystem::path& folder);
+/// The same for the folder open as `descriptor`.
+std::error_code syncFolder(int descriptor);
 
 /// Makes `folder` and the folders above it, each with access for this user only and its entry forced to disk;
 /// one that is there is fine. ENOTDIR when something else is in its place.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -23,10 +25,15 @@ FileDates fileDates(const std::filesystem::path& file);
 /// The same for `name` relative to the open folder `directory`.
 FileDates fileDates(int directory, const char* name);
 
-/// Sets creation and modification date of the file open as `descriptor`. Where no call sets a creation date,
-/// the modification date alone is set. A date that the file system cannot hold is an error (EOVERFLOW) and
-/// leaves the old dates.
-std::error_code setFileDates(int descriptor, TimePoint date);
+/// When the file's bytes, dates, name or attributes last changed (POSIX's status change time).
+TimePoint lastChange(const struct stat& status);
+
+/// Sets creation and modification date of `name` (no link) relative to the open folder `directory`. Where no
+/// call sets a creation date, the modification date alone is set. A date that the file system cannot hold is
+/// an error (std::errc::value_too_large) and leaves the old dates.
+std::error_code setFileDates(int directory, const char* name, TimePoint date);
+/// The same for a path.
+std::error_code setFileDates(const std::filesystem::path& file, TimePoint date);
 
 /// Forces the file or folder open as `descriptor` to stable storage, past the drive's own cache where the
 /// system can ask for that.

@@ -1,0 +1,182 @@
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+
+#include "TollbrookCore/Support/Files.h"
+#include "TollbrookCore/Support/Platform.h"
+
+namespace tollbrook::Platform {
+namespace {
+
+TimePoint fromStatx(const statx_timestamp& stamp) {
+  return fromTimespec({.tv_sec = stamp.tv_sec, .tv_nsec = static_cast<long>(stamp.tv_nsec)});
+}
+
+// Every file system holds the dates from 1980 (FAT) to 2038 (32-bit seconds); outside, the kernel silently
+// sets the nearest date that fits.
+constexpr double alwaysHeldFrom = 315532800;
+constexpr double alwaysHeldTo = 2147483647;
+// The coarsest modification date there is, FAT's, counts in steps of two seconds.
+constexpr double coarsestStep = 2;
+
+std::error_code setModificationDate(int directory, const char* name, const timespec& modification) {
+  const timespec dates[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, modification};
+  if (utimensat(directory, name, dates, AT_SYMLINK_NOFOLLOW) != 0) return Files::lastError();
+  return {};
+}
+
+// NTFS-3G and the kernel's SMB client let a program set the creation date through an extended attribute, as
+// 100 ns intervals since 1601: the one big-endian, the other in the machine's order. All others refuse the
+// name.
+void setCreationDateWherePossible(int directory, const char* name, TimePoint date) {
+  constexpr double secondsFrom1601To1970 = 11644473600;
+  const double intervals = std::floor((secondsSinceEpoch(date) + secondsFrom1601To1970) * 1e7);
+  if (!(intervals >= 0 && intervals < 9.2e18)) return;
+  const Files::Descriptor file(openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file) return;
+  std::array<char, 8> current{};
+  const auto native = static_cast<std::uint64_t>(intervals);
+  if (fgetxattr(file.get(), "system.ntfs_crtime_be", current.data(), current.size()) == 8) {
+    std::array<char, 8> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(native >> (8 * (7 - i)));
+    fsetxattr(file.get(), "system.ntfs_crtime_be", bytes.data(), bytes.size(), XATTR_REPLACE);
+  } else if (fgetxattr(file.get(), "user.cifs.creationtime", current.data(), current.size()) == 8) {
+    fsetxattr(file.get(), "user.cifs.creationtime", &native, sizeof native, 0);
+  }
+}
+
+// The names of all extended attributes, each followed by a NUL; none when they cannot be listed.
+std::optional<std::string> attributeNames(int descriptor) {
+  std::string names(256, '\0');
+  for (;;) {
+    const ssize_t length = flistxattr(descriptor, names.data(), names.size());
+    if (length >= 0) {
+      names.resize(static_cast<std::size_t>(length));
+      return names;
+    }
+    if (errno == ENOTSUP) return std::string();
+    if (errno != ERANGE) return std::nullopt;
+    names.resize(names.size() * 4);
+  }
+}
+
+std::optional<std::string> attributeValue(int descriptor, const char* name) {
+  std::string value(256, '\0');
+  for (;;) {
+    const ssize_t length = fgetxattr(descriptor, name, value.data(), value.size());
+    if (length >= 0) {
+      value.resize(static_cast<std::size_t>(length));
+      return value;
+    }
+    if (errno != ERANGE) return std::nullopt;
+    value.resize(value.size() * 4);
+  }
+}
+
+}  // namespace
+
+FileDates fileDates(int directory, const char* name) {
+  struct statx status {};
+  if (statx(directory, name, AT_SYMLINK_NOFOLLOW, STATX_BTIME | STATX_MTIME, &status) != 0) return {};
+  FileDates dates;
+  if ((status.stx_mask & STATX_BTIME) != 0) dates.creation = fromStatx(status.stx_btime);
+  if ((status.stx_mask & STATX_MTIME) != 0) dates.modification = fromStatx(status.stx_mtime);
+  return dates;
+}
+
+TimePoint lastChange(const struct stat& status) { return fromTimespec(status.st_ctim); }
+
+std::error_code setFileDates(int directory, const char* name, TimePoint date) {
+  const std::optional<timespec> stamp = toTimespec(date);
+  if (!stamp) return std::make_error_code(std::errc::value_too_large);
+  const double seconds = secondsSinceEpoch(date);
+  const bool mayNotFit = seconds < alwaysHeldFrom || seconds > alwaysHeldTo;
+  struct stat before {};
+  if (mayNotFit && fstatat(directory, name, &before, AT_SYMLINK_NOFOLLOW) != 0) return Files::lastError();
+  if (const std::error_code error = setModificationDate(directory, name, *stamp)) return error;
+  if (mayNotFit) {
+    const std::optional<TimePoint> held = fileDates(directory, name).modification;
+    if (!held || std::abs(secondsSinceEpoch(*held) - seconds) > coarsestStep) {
+      setModificationDate(directory, name, before.st_mtim);
+      return std::make_error_code(std::errc::value_too_large);
+    }
+  }
+  setCreationDateWherePossible(directory, name, date);
+  return {};
+}
+
+std::error_code forceToDisk(int descriptor) {
+  if (fsync(descriptor) != 0) return Files::lastError();
+  return {};
+}
+
+std::optional<std::string> makeBookmark(const std::filesystem::path&) { return std::nullopt; }
+
+std::optional<std::filesystem::path> resolveBookmark(const std::string&) { return std::nullopt; }
+
+std::filesystem::path applicationSupportFolder() {
+  // The XDG Base Directory Specification ignores a relative path.
+  if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && data[0] == '/') return data;
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
+    return std::filesystem::path(home) / ".local/share";
+  }
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> strings{};
+  getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found);
+  return std::filesystem::path(found != nullptr ? found->pw_dir : "/") / ".local/share";
+}
+
+std::optional<FileAttributes> readAttributes(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return std::nullopt;
+  const std::optional<std::string> names = attributeNames(descriptor);
+  if (!names) return std::nullopt;
+  FileAttributes attributes{
+      .mode = status.st_mode & 07777u, .owner = status.st_uid, .group = status.st_gid, .extended = {}};
+  for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
+    const char* name = names->data() + at;
+    if (auto value = attributeValue(descriptor, name))
+      attributes.extended.emplace_back(name, std::move(*value));
+  }
+  std::sort(attributes.extended.begin(), attributes.extended.end());
+  return attributes;
+}
+
+std::error_code applyAttributes(int descriptor, const FileAttributes& attributes) {
+  const std::optional<FileAttributes> current = readAttributes(descriptor);
+  if (!current) return Files::lastError();
+  if (*current == attributes) return {};
+  std::error_code first;
+  const auto attempt = [&first](int result) {
+    if (result != 0 && !first) first = Files::lastError();
+  };
+  const bool ownerDiffers = current->owner != attributes.owner || current->group != attributes.group;
+  if (ownerDiffers) attempt(fchown(descriptor, attributes.owner, attributes.group));
+  // After the owner, since a change of owner clears the set-id bits; before the ACL, whose mask the mode
+  // would change.
+  for (const auto& [name, value] : current->extended) {
+    const bool wanted =
+        std::any_of(attributes.extended.begin(), attributes.extended.end(),
+                    [&name = name](const auto& attribute) { return attribute.first == name; });
+    if (!wanted) attempt(fremovexattr(descriptor, name.c_str()));
+  }
+  if (ownerDiffers || current->mode != attributes.mode) attempt(fchmod(descriptor, attributes.mode));
+  for (const auto& attribute : attributes.extended) {
+    if (std::binary_search(current->extended.begin(), current->extended.end(), attribute)) continue;
+    attempt(
+        fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(), 0));
+  }
+  return first;
+}
+
+}  // namespace tollbrook::Platform

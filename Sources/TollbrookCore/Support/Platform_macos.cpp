@@ -1,0 +1,184 @@
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/attr.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+#include "TollbrookCore/Support/Files.h"
+#include "TollbrookCore/Support/Platform.h"
+
+#if __has_include(<CoreFoundation/CoreFoundation.h>)
+#include <CoreFoundation/CoreFoundation.h>
+#define TOLLBROOK_HAS_BOOKMARKS 1
+#endif
+
+namespace tollbrook::Platform {
+namespace {
+
+// The names of all extended attributes, each followed by a NUL; none when they cannot be listed.
+std::optional<std::string> attributeNames(int descriptor) {
+  std::string names(256, '\0');
+  for (;;) {
+    const ssize_t length = flistxattr(descriptor, names.data(), names.size(), 0);
+    if (length >= 0) {
+      names.resize(static_cast<std::size_t>(length));
+      return names;
+    }
+    if (errno == ENOTSUP) return std::string();
+    if (errno != ERANGE) return std::nullopt;
+    names.resize(names.size() * 4);
+  }
+}
+
+std::optional<std::string> attributeValue(int descriptor, const char* name) {
+  const ssize_t length = fgetxattr(descriptor, name, nullptr, 0, 0, 0);
+  if (length < 0) return std::nullopt;
+  std::string value(static_cast<std::size_t>(length), '\0');
+  const ssize_t read = fgetxattr(descriptor, name, value.data(), value.size(), 0, 0);
+  if (read != length) return std::nullopt;
+  return value;
+}
+
+#ifdef TOLLBROOK_HAS_BOOKMARKS
+
+// A Core Foundation object that is released when it goes.
+template <typename Reference>
+class Owned {
+ public:
+  explicit Owned(Reference reference) : reference_(reference) {}
+  ~Owned() {
+    if (reference_ != nullptr) CFRelease(reference_);
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  explicit operator bool() const { return reference_ != nullptr; }
+  Reference get() const { return reference_; }
+
+ private:
+  Reference reference_;
+};
+
+const UInt8* bytesOf(const std::string& text) { return reinterpret_cast<const UInt8*>(text.data()); }
+
+#endif
+
+}  // namespace
+
+FileDates fileDates(int directory, const char* name) {
+  struct stat status {};
+  if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+  return {.creation = fromTimespec(status.st_birthtimespec),
+          .modification = fromTimespec(status.st_mtimespec)};
+}
+
+TimePoint lastChange(const struct stat& status) { return fromTimespec(status.st_ctimespec); }
+
+std::error_code setFileDates(int directory, const char* name, TimePoint date) {
+  const std::optional<timespec> stamp = toTimespec(date);
+  if (!stamp) return std::make_error_code(std::errc::value_too_large);
+  attrlist list{};
+  list.bitmapcount = ATTR_BIT_MAP_COUNT;
+  list.commonattr = ATTR_CMN_CRTIME | ATTR_CMN_MODTIME;
+  // In the order of the attribute bits, as setattrlist(2) has it.
+  timespec dates[2] = {*stamp, *stamp};
+  if (setattrlistat(directory, name, &list, dates, sizeof dates, FSOPT_NOFOLLOW) != 0)
+    return Files::lastError();
+  return {};
+}
+
+std::error_code forceToDisk(int descriptor) {
+  // fsync leaves the bytes in the drive's cache; not every file system knows the stronger call.
+  if (fcntl(descriptor, F_FULLFSYNC) == 0) return {};
+  if (fsync(descriptor) != 0) return Files::lastError();
+  return {};
+}
+
+#ifdef TOLLBROOK_HAS_BOOKMARKS
+
+std::optional<std::string> makeBookmark(const std::filesystem::path& folder) {
+  const std::string& text = folder.native();
+  const Owned url(CFURLCreateFromFileSystemRepresentation(nullptr, bytesOf(text),
+                                                          static_cast<CFIndex>(text.size()), true));
+  if (!url) return std::nullopt;
+  const Owned data(CFURLCreateBookmarkData(nullptr, url.get(), kCFURLBookmarkCreationMinimalBookmarkMask,
+                                           nullptr, nullptr, nullptr));
+  if (!data) return std::nullopt;
+  const auto* bytes = reinterpret_cast<const char*>(CFDataGetBytePtr(data.get()));
+  return std::string(bytes, static_cast<std::size_t>(CFDataGetLength(data.get())));
+}
+
+std::optional<std::filesystem::path> resolveBookmark(const std::string& bookmark) {
+  const Owned data(CFDataCreate(nullptr, bytesOf(bookmark), static_cast<CFIndex>(bookmark.size())));
+  if (!data) return std::nullopt;
+  const Owned url(
+      CFURLCreateByResolvingBookmarkData(nullptr, data.get(), 0, nullptr, nullptr, nullptr, nullptr));
+  std::array<UInt8, 4096> text{};
+  if (!url ||
+      !CFURLGetFileSystemRepresentation(url.get(), true, text.data(), static_cast<CFIndex>(text.size()))) {
+    return std::nullopt;
+  }
+  return std::filesystem::path(reinterpret_cast<const char*>(text.data()));
+}
+
+#else
+
+std::optional<std::string> makeBookmark(const std::filesystem::path&) { return std::nullopt; }
+
+std::optional<std::filesystem::path> resolveBookmark(const std::string&) { return std::nullopt; }
+
+#endif
+
+std::filesystem::path applicationSupportFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
+    return std::filesystem::path(home) / "Library/Application Support";
+  }
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> strings{};
+  getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found);
+  return std::filesystem::path(found != nullptr ? found->pw_dir : "/") / "Library/Application Support";
+}
+
+std::optional<FileAttributes> readAttributes(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return std::nullopt;
+  const std::optional<std::string> names = attributeNames(descriptor);
+  if (!names) return std::nullopt;
+  FileAttributes attributes{
+      .mode = status.st_mode & 07777u, .owner = status.st_uid, .group = status.st_gid, .extended = {}};
+  for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
+    const char* name = names->data() + at;
+    if (auto value = attributeValue(descriptor, name))
+      attributes.extended.emplace_back(name, std::move(*value));
+  }
+  std::sort(attributes.extended.begin(), attributes.extended.end());
+  return attributes;
+}
+
+std::error_code applyAttributes(int descriptor, const FileAttributes& attributes) {
+  const std::optional<FileAttributes> current = readAttributes(descriptor);
+  if (!current) return Files::lastError();
+  if (*current == attributes) return {};
+  std::error_code first;
+  const auto attempt = [&first](int result) {
+    if (result != 0 && !first) first = Files::lastError();
+  };
+  const bool ownerDiffers = current->owner != attributes.owner || current->group != attributes.group;
+  if (ownerDiffers) attempt(fchown(descriptor, attributes.owner, attributes.group));
+  if (ownerDiffers || current->mode != attributes.mode)
+    attempt(fchmod(descriptor, static_cast<mode_t>(attributes.mode)));
+  for (const auto& attribute : attributes.extended) {
+    if (std::binary_search(current->extended.begin(), current->extended.end(), attribute)) continue;
+    attempt(fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(),
+                      0, 0));
+  }
+  return first;
+}
+
+}  // namespace tollbrook::Platform
