@@ -25,6 +25,7 @@ class EmbeddedWriter {
   struct Settings {
     std::optional<std::filesystem::path> exifTool = ExifTool::path();
     std::chrono::milliseconds answerLimit = ExifTool::answerLimit;
+    bool useSession = true;  ///< false: one exiftool process per file
   };
 
   struct Result {
