@@ -1,0 +1,22 @@
+#include "Folder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "Commands.h"
+#include "Console.h"
+#include "TollbrookCore/Support/Files.h"
+
+namespace tollbrook::cli {
+
+std::filesystem::path readableFolder(const std::filesystem::path& folder) {
+  std::filesystem::path path = Files::standardized(folder);
+  const Files::Descriptor opened(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+  // A folder that may be listed but not entered shows names and none of the files.
+  if (!opened || faccessat(opened.get(), ".", X_OK, 0) != 0) {
+    throw CannotStart(Console::shown(path) + ": " + Files::lastError().message());
+  }
+  return path;
+}
+
+}  // namespace tollbrook::cli

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace tollbrook::cli {
+
+/// The whole program: reads the command line, runs the command, returns the exit status.
+int main(int count, char** arguments);
+
+}  // namespace tollbrook::cli

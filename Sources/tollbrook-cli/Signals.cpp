@@ -1,0 +1,39 @@
+#include "Signals.h"
+
+#include <unistd.h>
+
+#include <csignal>
+
+#include "ExitStatus.h"
+
+namespace tollbrook::cli::Signals {
+namespace {
+
+volatile std::sig_atomic_t received = 0;
+
+extern "C" void stop(int signal) {
+  if (received != 0) _exit(stoppedBySignal + signal);
+  received = signal;
+}
+
+}  // namespace
+
+void listen() {
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction previous {};
+    if (signal == SIGHUP && sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN)
+      continue;
+    struct sigaction action {};
+    action.sa_handler = stop;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+bool stopRequested() { return received != 0; }
+
+int exitStatus(int status) { return received != 0 ? stoppedBySignal + received : status; }
+
+}  // namespace tollbrook::cli::Signals

@@ -1,0 +1,3 @@
+#include "Main.h"
+
+int main(int count, char** arguments) { return tollbrook::cli::main(count, arguments); }
