@@ -26,8 +26,11 @@ struct DupParts {
   bool operator==(const DupParts&) const = default;
 };
 
-/// Names of the entries of `folder` whose extension is "json" in any case, in listing order; empty when the
-/// folder cannot be listed.
+/// Whether the extension of a file name is "json" in any case. A leading dot starts no extension.
+bool isJsonFilename(std::string_view name);
+
+/// Names of the entries of `folder` that isJsonFilename accepts, in listing order: hidden ones too, folders
+/// and links as well as files. Empty when the folder cannot be listed.
 std::vector<std::string> jsonFilenames(const std::filesystem::path& folder);
 
 /// The names that the sidecar of `name` may carry, in order of preference, without duplicates.

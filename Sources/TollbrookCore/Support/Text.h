@@ -8,8 +8,9 @@
 
 /// Text as people see it. Strings are UTF-8; a byte that is no UTF-8 (file names may hold any) counts as one
 /// character of its own that equals only itself and has no case. A "character" is an extended grapheme
-/// cluster (Unicode Standard Annex #29). ASCII takes a fast path everywhere. All functions may be called from
-/// any thread.
+/// cluster (Unicode Standard Annex #29), so a carriage return and the line feed after it are one. ASCII takes
+/// a fast path everywhere. All functions may be called from any thread; std::runtime_error says that the
+/// Unicode library is unusable (no memory, or its data are missing).
 namespace tollbrook::Text {
 
 bool isAscii(std::string_view text);
@@ -32,6 +33,9 @@ std::string_view dropFirst(std::string_view text, std::size_t count);
 /// Byte offsets of the character boundaries, 0 and text.size() included; {0} for the empty text.
 std::vector<std::size_t> characterBoundaries(std::string_view text);
 
+/// Whether a character begins or the text ends at this byte offset.
+bool isCharacterBoundary(std::string_view text, std::size_t offset);
+
 /// Unicode lower-casing in the root locale (Unicode Standard, 3.13, toLowercase).
 std::string lowercased(std::string_view text);
 
@@ -40,6 +44,9 @@ std::string canonical(std::string_view text);
 
 /// canonical(lowercased(text)): what two names must share to be the same name in any case.
 std::string foldedKey(std::string_view text);
+
+/// The same, added to the end of `keys`, which may hold any bytes.
+void appendFoldedKey(std::string& keys, std::string_view text);
 
 /// Canonical equivalence.
 bool equal(std::string_view a, std::string_view b);
@@ -56,10 +63,12 @@ bool hasSuffix(std::string_view text, std::string_view end);
 std::string_view trimmed(std::string_view text);
 
 /// The order in which a file browser lists names: case-insensitive, runs of digits by value, otherwise as the
-/// user's locale sorts. One comparison costs much more than one key, so sort by key.
+/// user's locale sorts. One comparison costs much more than one key, so sort by key. One object may be used
+/// by several threads at once.
 class NameOrder {
  public:
-  /// The order of the user's locale.
+  /// The order of the user's locale, as the environment names it; the root order for "C" and "POSIX", which
+  /// put all capitals first.
   NameOrder();
   /// The order of the locale with this BCP 47 or ICU name; "" is the root locale.
   explicit NameOrder(const char* locale);
