@@ -2,16 +2,17 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <unordered_set>
 #include <vector>
 
+#include "TollbrookCore/DoneLog.h"
 #include "TollbrookCore/FinishedSet.h"
 #include "TollbrookCore/Models.h"
 #include "TollbrookCore/Support/Files.h"
@@ -23,8 +24,10 @@ namespace tollbrook {
 /// finished files, one relative path a line, each forced to disk before the run goes on. docs/job-store.md
 /// has the format.
 ///
-/// A job is run or forgotten by one program at a time, which holds an advisory lock on the job directory;
-/// listing jobs takes no lock. Operations may be called from any thread unless they say otherwise.
+/// A job is run or forgotten by one program at a time, which holds an advisory lock on the job directory, and
+/// nothing in a job directory is ever changed without that lock; listing jobs takes none. Where the file
+/// system has no such locks, nothing keeps two programs apart. Operations may be called from any thread
+/// unless they say otherwise.
 class JobJournal {
  public:
   enum class Phase {
@@ -62,7 +65,7 @@ class JobJournal {
   /// The record as JSON text: pretty-printed, keys sorted, dates in UTC with whole seconds.
   static std::string encode(const Record& record);
   /// The record in a JSON text; none unless every key but "bookmark" is there with a value of its type.
-  static std::optional<Record> decode(std::string_view json);
+  static std::optional<Record> decode(std::string_view text);
 
   /// The folder of all job directories.
   static std::filesystem::path baseDirectory();
@@ -78,12 +81,12 @@ class JobJournal {
 
   /// Makes or reopens the job of `root` and takes its lock, for whoever is about to run it. A reopened job
   /// keeps the record that it was started with. Throws Busy when another program holds the lock,
-  /// std::system_error when the job's files cannot be made or opened.
+  /// std::filesystem::filesystem_error when the job's files cannot be made or opened.
   static std::unique_ptr<JobJournal> open(const std::filesystem::path& root, bool recursive,
                                           const RestoreOptions& options);
 
   /// Every unfinished job whose folder can be found, newest first. Never fails; what cannot be read is left
-  /// out.
+  /// out. These journals hold no lock and change nothing until lockForRun.
   static std::vector<std::unique_ptr<JobJournal>> allUnfinished();
   /// The first of allUnfinished, or none.
   static std::unique_ptr<JobJournal> unfinishedToResume();
@@ -101,8 +104,8 @@ class JobJournal {
   static std::vector<Listing> allJobs();
 
   enum class ForgetOutcome { forgotten, nothingToForget, busy };
-  /// Removes the job of `folder`, never anything in the folder itself. Throws std::system_error when it
-  /// cannot.
+  /// Removes the job of `folder`, never anything in the folder itself. Throws
+  /// std::filesystem::filesystem_error when it cannot.
   static ForgetOutcome forget(const std::filesystem::path& folder);
 
   /// The job's folder: through its bookmark, else at its path if something is there.
@@ -121,8 +124,9 @@ class JobJournal {
   std::unordered_set<std::string> done() const;
 
   /// Takes the job's lock and reads record and finished list again, since another run may have changed them;
-  /// false when another program holds it, or the job is no longer there. A journal from `open` already has
-  /// it.
+  /// false when another program holds it, the job is no longer there or its files cannot be opened. A journal
+  /// from `open` already has it. The changes below, on a journal without the lock, take it by themselves if
+  /// they can have it (without reading anything again); else they stay in memory.
   bool lockForRun();
 
   bool contains(const std::filesystem::path& file) const;
@@ -147,25 +151,32 @@ class JobJournal {
   std::size_t doneCount() const;
 
  private:
+  enum class Claim { claimed, taken, gone };
+
   JobJournal(std::filesystem::path directory, std::filesystem::path root);
 
-  static std::unique_ptr<JobJournal> fromExisting(const std::filesystem::path& directory, Record record,
-                                                  const std::filesystem::path& root);
+  static std::optional<Record> readRecord(const std::filesystem::path& file);
+  static Record freshRecord(const std::filesystem::path& root, bool recursive, const RestoreOptions& options);
+  static std::unique_ptr<JobJournal> unfinishedIn(const std::filesystem::path& directory);
+  static std::unique_ptr<JobJournal> unfinishedWithList(const std::filesystem::path& directory);
 
+  std::error_code claimDirectory(Claim& claim);
+  void releaseDirectory();
+  bool mayChange();
   std::error_code saveMeta();
-  std::error_code openHandle();
-  std::error_code cutTornLine();
 
   const std::filesystem::path directory_;
   const std::filesystem::path root_;
   const std::filesystem::path doneFile_;
   const std::filesystem::path metaFile_;
-  mutable std::mutex mutex_;  ///< guards record_, done_ and the writes to done.log
+  std::mutex saveMutex_;      ///< lets one thread at a time replace job.json; taken before mutex_
+  mutable std::mutex mutex_;  ///< guards everything below
   Record record_;
   FinishedSet done_;
-  Files::Descriptor doneHandle_;
+  DoneLog log_;  ///< open exactly while the directory is claimed, unless appending to it failed for good
+  bool claimed_ = false;
   Files::Descriptor directoryHandle_;
-  Files::Lock runLock_;  ///< on directoryHandle_
+  Files::Lock runLock_;  ///< on directoryHandle_, where the file system has locks
 };
 
 }  // namespace tollbrook

@@ -1,0 +1,223 @@
+#include "TollbrookCore/JobJournal.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "TollbrookCore/Support/Platform.h"
+
+namespace tollbrook {
+namespace {
+
+// A job directory can go between being made and being locked when it is forgotten just then.
+constexpr int mostAttemptsToOpen = 10;
+
+std::string_view relativeText(std::string_view file, std::string_view root) {
+  if (file == root) return file.size() > 1 ? file.substr(file.rfind('/') + 1) : file;
+  const bool isBelow = file.size() > root.size() && file.starts_with(root) && file[root.size()] == '/';
+  return isBelow ? file.substr(root.size() + 1) : file;
+}
+
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+void throwIf(const std::error_code& error, const char* what, const std::filesystem::path& path) {
+  if (error) throw std::filesystem::filesystem_error(what, path, error);
+}
+
+}  // namespace
+
+JobJournal::Busy::Busy() : std::runtime_error("Another Tollbrook is writing this folder.") {}
+
+JobJournal::JobJournal(std::filesystem::path directory, std::filesystem::path root)
+    : directory_(std::move(directory)),
+      root_(Files::standardized(root)),
+      doneFile_(directory_ / "done.log"),
+      metaFile_(directory_ / "job.json") {}
+
+JobJournal::~JobJournal() = default;
+
+std::string JobJournal::relativePath(const std::filesystem::path& file, const std::filesystem::path& root) {
+  return std::string(relativeText(Files::standardized(file).native(), Files::standardized(root).native()));
+}
+
+JobJournal::Record JobJournal::freshRecord(const std::filesystem::path& root, bool recursive,
+                                           const RestoreOptions& options) {
+  Record record;
+  record.folderPath = Files::standardized(root).native();
+  record.bookmark = Platform::makeBookmark(root);
+  record.recursive = recursive;
+  record.options = options;
+  record.startedAt = record.updatedAt = now();
+  return record;
+}
+
+std::unique_ptr<JobJournal> JobJournal::open(const std::filesystem::path& root, bool recursive,
+                                             const RestoreOptions& options) {
+  std::unique_ptr<JobJournal> journal(new JobJournal(baseDirectory() / id(root), root));
+  Claim claim = Claim::gone;
+  for (int attempt = 0; claim == Claim::gone; ++attempt) {
+    throwIf(Files::makeFolders(journal->directory_), "cannot make the job's folder", journal->directory_);
+    throwIf(journal->claimDirectory(claim), "cannot open the job's folder", journal->directory_);
+    if (claim == Claim::taken || attempt == mostAttemptsToOpen) throw Busy();
+  }
+  throwIf(journal->log_.open(journal->doneFile_), "cannot open the list of finished files",
+          journal->doneFile_);
+  journal->done_ = journal->log_.read();
+  // A record that cannot be read costs the settings of the job, never its finished list.
+  const auto record = readRecord(journal->metaFile_);
+  journal->record_ = record ? *record : freshRecord(root, recursive, options);
+  throwIf(journal->saveMeta(), "cannot save the job's record", journal->metaFile_);
+  return journal;
+}
+
+std::error_code JobJournal::claimDirectory(Claim& claim) {
+  claim = Claim::gone;
+  Files::Descriptor directory(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory) return errno == ENOENT ? std::error_code{} : Files::lastError();
+  Files::Lock lock;
+  if (lock.tryAcquire(directory.get()) == Files::Lock::Outcome::taken) {
+    claim = Claim::taken;
+    return {};
+  }
+  // The lock is worth nothing on a directory that was removed, or replaced by another, while we took it.
+  struct stat locked {};
+  struct stat named {};
+  if (fstat(directory.get(), &locked) != 0) return Files::lastError();
+  if (stat(directory_.c_str(), &named) != 0) return errno == ENOENT ? std::error_code{} : Files::lastError();
+  if (!isSameFile(locked, named)) return {};
+  directoryHandle_ = std::move(directory);
+  runLock_ = std::move(lock);
+  claimed_ = true;
+  claim = Claim::claimed;
+  return {};
+}
+
+void JobJournal::releaseDirectory() {
+  claimed_ = false;
+  log_.close();
+  runLock_.release();
+  directoryHandle_.close();
+}
+
+bool JobJournal::lockForRun() {
+  const std::lock_guard lock(mutex_);
+  if (claimed_) return true;
+  Claim claim = Claim::gone;
+  if (claimDirectory(claim) || claim != Claim::claimed) return false;
+  const auto record = readRecord(metaFile_);
+  if (!record || log_.open(doneFile_)) {
+    releaseDirectory();
+    return false;
+  }
+  record_ = *record;
+  done_ = FinishedSet();  // two large lists at once would double the memory of a run
+  done_ = log_.read();
+  return true;
+}
+
+/// Whether the job directory is ours to change. Called under mutex_.
+bool JobJournal::mayChange() {
+  if (claimed_) return true;
+  Claim claim = Claim::gone;
+  if (claimDirectory(claim) || claim != Claim::claimed) return false;
+  if (log_.open(doneFile_)) releaseDirectory();
+  return claimed_;
+}
+
+JobJournal::Record JobJournal::record() const {
+  const std::lock_guard lock(mutex_);
+  return record_;
+}
+
+std::unordered_set<std::string> JobJournal::done() const {
+  const std::lock_guard lock(mutex_);
+  std::unordered_set<std::string> paths;
+  paths.reserve(done_.size());
+  done_.forEach([&](std::string_view path) { paths.emplace(path); });
+  return paths;
+}
+
+bool JobJournal::contains(const std::filesystem::path& file) const {
+  return containsRelative(relativeText(Files::standardized(file).native(), root_.native()));
+}
+
+bool JobJournal::containsRelative(std::string_view relative) const {
+  const std::lock_guard lock(mutex_);
+  return done_.contains(relative);
+}
+
+void JobJournal::markDone(const std::filesystem::path& file) {
+  markDoneRelative(relativeText(Files::standardized(file).native(), root_.native()));
+}
+
+void JobJournal::markDoneRelative(std::string_view relative) {
+  const std::lock_guard lock(mutex_);
+  if (!done_.insert(relative)) return;
+  if (FinishedSet::isLine(relative) && mayChange()) log_.append(relative);
+}
+
+void JobJournal::rememberRelative(std::string_view relative) {
+  const std::lock_guard lock(mutex_);
+  done_.insert(relative);
+}
+
+void JobJournal::note(std::int64_t written, std::int64_t skipped, std::int64_t failed,
+                      std::int64_t alreadyDone) {
+  {
+    const std::lock_guard lock(mutex_);
+    record_.written = written;
+    record_.skipped = skipped;
+    record_.failed = failed;
+    record_.alreadyDone = alreadyDone;
+    record_.updatedAt = now();
+    record_.phase = Phase::writing;
+  }
+  saveMeta();
+}
+
+void JobJournal::markWriting() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (record_.phase != Phase::complete) return;
+    record_.phase = Phase::writing;
+    record_.updatedAt = now();
+  }
+  saveMeta();
+}
+
+void JobJournal::markComplete() {
+  {
+    const std::lock_guard lock(mutex_);
+    record_.phase = Phase::complete;
+    record_.updatedAt = now();
+  }
+  saveMeta();
+  const std::lock_guard lock(mutex_);
+  log_.force();
+}
+
+bool JobJournal::isComplete() const {
+  const std::lock_guard lock(mutex_);
+  return record_.phase == Phase::complete;
+}
+
+std::size_t JobJournal::doneCount() const {
+  const std::lock_guard lock(mutex_);
+  return done_.size();
+}
+
+std::error_code JobJournal::saveMeta() {
+  const std::lock_guard saving(saveMutex_);
+  Record record;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!mayChange()) return std::make_error_code(std::errc::no_lock_available);
+    record = record_;
+  }
+  return Files::replace(metaFile_, metaFile_.native() + ".tmp", encode(record));
+}
+
+}  // namespace tollbrook
