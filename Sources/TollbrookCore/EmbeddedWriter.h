@@ -19,7 +19,7 @@ bool isImageIOExtension(std::string_view extension);
 /// one exiftool process per file, else the built-in image writer. One bad file never costs the others: a
 /// session whose child died or that timed out is let go, its file gets one try with a process of its own, and
 /// another session is opened for the next file; after three sessions in a row without a success every file
-/// gets its own process. One thread at a time; that thread must outlive the writer's children.
+/// gets its own process. One thread at a time.
 class EmbeddedWriter {
  public:
   struct Settings {
@@ -33,6 +33,7 @@ class EmbeddedWriter {
     bool confirmed = false;  ///< the writer itself said that everything is in the file
   };
 
+  /// Starts a session, when there is an exiftool.
   explicit EmbeddedWriter(Settings settings);
   /// Ends the session, as close does.
   ~EmbeddedWriter();
@@ -44,13 +45,14 @@ class EmbeddedWriter {
   Result write(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::string>& caption);
 
+  /// Ends the session. A write after it starts another.
   void close();
 
  private:
-  Result writeWithSession(const std::filesystem::path& file, const SidecarData& data,
-                          const std::optional<std::string>& caption);
-  Result writeOnce(const std::filesystem::path& file, const SidecarData& data,
-                   const std::optional<std::string>& caption);
+  Result writeWithExifTool(const std::filesystem::path& file, const SidecarData& data,
+                           const std::optional<std::string>& caption);
+  bool haveSession();
+  void letGoOfSession();
 
   Settings settings_;
   std::unique_ptr<ExifTool::Session> session_;

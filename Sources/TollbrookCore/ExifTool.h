@@ -22,6 +22,9 @@ extern const std::span<const char* const> places;
 /// How long a session waits for the answer to one command.
 inline constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(180);
 
+/// The first of `candidates` that is a file and can be executed, or none.
+std::optional<std::filesystem::path> firstExecutable(std::span<const char* const> candidates);
+
 /// The exiftool executable: the first of `places` that can be executed, or none. Found once per process, on
 /// first use, and never again. Any thread.
 const std::optional<std::filesystem::path>& path();
@@ -32,14 +35,19 @@ const std::optional<std::filesystem::path>& path();
 std::vector<std::string> arguments(const SidecarData& data, const std::optional<std::string>& caption);
 
 /// Whether a path can be named in a command to a session: commands are lines, so one with a line feed or a
-/// carriage return cannot.
+/// carriage return cannot. (No path holds a NUL byte; one that does is not named either.)
 bool canNameInCommand(const std::filesystem::path& file);
 
-/// Runs `executable` once for one file and waits for it. True when it ran and exited with status 0. Any
-/// thread.
+/// How a file is named to exiftool: by its absolute path, which begins with a slash and so is never taken for
+/// an option, a comment or an option's beginning. None when it has none.
+std::optional<std::string> fileArgument(const std::filesystem::path& file);
+
+/// Runs `executable` once for one file and waits for it, at most `limit`; then it is ended. True when it ran
+/// and exited with status 0. Any thread.
 bool writeOnce(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::string>& caption,
-               const std::optional<std::filesystem::path>& executable = path());
+               const std::optional<std::filesystem::path>& executable = path(),
+               std::chrono::milliseconds limit = answerLimit);
 
 /// One exiftool child in -stay_open mode. Running from start until close; there is no restart. write and
 /// close may be called from any thread and exclude each other.
@@ -57,18 +65,21 @@ class Session {
   /// Sends one command and waits for its completion marker, at most the session's limit for both. True when
   /// the marker arrived in time, whatever exiftool did with the file; false at once when the child dies.
   /// Commands are not numbered: the marker of a command that timed out answers the next one, so let go of a
-  /// session that returned false. A file that cannot be named in a command is refused and nothing is sent.
+  /// session that returned false. After a command that the child took only in part every write returns false:
+  /// the next one would be read as its end. A file that cannot be named in a command is refused and nothing
+  /// is sent.
   bool write(const std::filesystem::path& file, const SidecarData& data,
              const std::optional<std::string>& caption);
 
-  /// Whether exiftool said of the last command that its file was updated, or needed no change.
+  /// Whether exiftool said of the last write's file that it was updated, or needed no change. False after a
+  /// write that returned false, and when the marker that answered it was that of an earlier command.
   bool lastWriteConfirmed() const;
 
   /// Whether the child still runs.
   bool isRunning() const;
 
   /// Ends the session: stop command, then SIGTERM, then after two seconds SIGKILL; the child is reaped.
-  /// Afterwards write returns false.
+  /// Waits for a write under way. Afterwards write returns false and close does nothing.
   void close();
 
  private:

@@ -65,26 +65,25 @@ std::optional<FileAttributes> readAttributes(int descriptor);
 /// after all has been tried.
 std::error_code applyAttributes(int descriptor, const FileAttributes& attributes);
 
-/// Ties a child's life to ours. Call `armInChild` between fork and exec; it uses async-signal-safe calls
-/// only. The child then dies with the thread that forked it (Linux) or with the process (macOS, through a
-/// guard process that `guard` starts in the parent), whichever way that ends.
+/// Ties a child's life to ours. The child dies with the thread that forked it
+/// (Linux: by a signal from the kernel) or with the process (macOS: by a guard process that watches us),
+/// whichever way that ends. To be made before fork, in the thread that will fork and that lives as long as
+/// the child, and while no other thread forks; to be kept until the child is reaped.
 class ChildGuard {
  public:
-  /// To be made before fork, in the thread that will fork and that lives as long as the child.
   ChildGuard();
   ~ChildGuard();
   ChildGuard(const ChildGuard&) = delete;
   ChildGuard& operator=(const ChildGuard&) = delete;
 
-  /// In the child. False when the parent is already gone: the child must then exit at once.
+  /// In the child, between fork and exec and after it has made its own process group; async-signal-safe.
+  /// False when the child could not be bound or the parent is already gone: it must then exit at once.
   bool armInChild() const;
-  /// In the parent, after fork.
-  void guard(int child);
 
  private:
   int parent_;
-  int lifeline_ = -1;  ///< macOS: the guard process ends the child when this descriptor closes
-  int guard_ = -1;     ///< macOS: the guard process
+  [[maybe_unused]] int guard_ = -1;     ///< macOS: the guard process
+  [[maybe_unused]] int lifeline_ = -1;  ///< macOS: the guard acts when this descriptor is closed everywhere
 };
 
 }  // namespace tollbrook::Platform

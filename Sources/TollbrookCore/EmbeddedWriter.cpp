@@ -1,0 +1,103 @@
+#include "TollbrookCore/EmbeddedWriter.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "TollbrookCore/MetadataWriter.h"
+#include "TollbrookCore/Support/Files.h"
+#include "TollbrookCore/Support/Platform.h"
+
+namespace tollbrook {
+namespace {
+
+constexpr std::array<std::string_view, 7> imageIOExtensions{"jpg", "jpeg", "heic", "heif",
+                                                            "tif", "tiff", "png"};
+
+/// So many sessions without one success are no accident of a file.
+constexpr int sessionsBeforeGivingUp = 3;
+
+char asciiLower(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+Files::Descriptor openWithoutFollowing(const std::filesystem::path& file) {
+  return Files::Descriptor(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
+std::optional<Platform::FileAttributes> attributesOf(const std::filesystem::path& file) {
+  const auto descriptor = openWithoutFollowing(file);
+  return descriptor ? Platform::readAttributes(descriptor.get()) : std::nullopt;
+}
+
+/// What cannot be given back is lost without a word, as with every program that rewrites a file.
+void giveBack(const std::filesystem::path& file, const Platform::FileAttributes& attributes) {
+  const auto descriptor = openWithoutFollowing(file);
+  if (descriptor) Platform::applyAttributes(descriptor.get(), attributes);
+}
+
+}  // namespace
+
+bool isImageIOExtension(std::string_view extension) {
+  return std::any_of(imageIOExtensions.begin(), imageIOExtensions.end(), [&](std::string_view known) {
+    return std::equal(known.begin(), known.end(), extension.begin(), extension.end(),
+                      [](char a, char b) { return a == asciiLower(b); });
+  });
+}
+
+EmbeddedWriter::EmbeddedWriter(Settings settings) : settings_(std::move(settings)) { haveSession(); }
+
+EmbeddedWriter::~EmbeddedWriter() { close(); }
+
+EmbeddedWriter::Result EmbeddedWriter::write(const std::filesystem::path& file, const SidecarData& data,
+                                             const std::optional<std::string>& caption) {
+  if (!settings_.exifTool) {
+    const bool written = isImageIOExtension(fileExtension(file.filename().native())) &&
+                         MetadataWriter::writeWithImageIO(file, data, caption);
+    return {written, written};
+  }
+  // exiftool replaces the file by one of the caller's, without extended attributes.
+  const auto attributes = attributesOf(file);
+  const Result result = writeWithExifTool(file, data, caption);
+  // Also after a failure: a child that was ended may have replaced the file before.
+  if (attributes) giveBack(file, *attributes);
+  return result;
+}
+
+EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::path& file,
+                                                         const SidecarData& data,
+                                                         const std::optional<std::string>& caption) {
+  if (ExifTool::canNameInCommand(file) && haveSession()) {
+    if (session_->write(file, data, caption)) {
+      sessionHasSucceeded_ = true;
+      return {true, session_->lastWriteConfirmed()};
+    }
+    // Before the next try: two children must not write the same file.
+    letGoOfSession();
+  }
+  const bool written = ExifTool::writeOnce(file, data, caption, settings_.exifTool, settings_.answerLimit);
+  return {written, written};
+}
+
+bool EmbeddedWriter::haveSession() {
+  if (session_) return true;
+  if (!settings_.exifTool || sessionsWithoutSuccess_ == sessionsBeforeGivingUp) return false;
+  session_ = ExifTool::Session::start(settings_.exifTool, settings_.answerLimit);
+  sessionHasSucceeded_ = false;
+  if (!session_) ++sessionsWithoutSuccess_;
+  return session_ != nullptr;
+}
+
+void EmbeddedWriter::letGoOfSession() {
+  session_.reset();
+  sessionsWithoutSuccess_ = sessionHasSucceeded_ ? 0 : sessionsWithoutSuccess_ + 1;
+}
+
+void EmbeddedWriter::close() {
+  if (session_) session_->close();
+  session_.reset();
+}
+
+}  // namespace tollbrook
