@@ -83,7 +83,8 @@ EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::
 
 bool EmbeddedWriter::haveSession() {
   if (session_) return true;
-  if (!settings_.exifTool || sessionsWithoutSuccess_ == sessionsBeforeGivingUp) return false;
+  if (!settings_.exifTool || !settings_.useSession) return false;
+  if (sessionsWithoutSuccess_ == sessionsBeforeGivingUp) return false;
   session_ = ExifTool::Session::start(settings_.exifTool, settings_.answerLimit);
   sessionHasSucceeded_ = false;
   if (!session_) ++sessionsWithoutSuccess_;

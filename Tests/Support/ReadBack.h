@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+namespace tollbrook::test {
+
+/// What exiftool reads in `file` (-json -G1 -n): "IFD0:ImageDescription" and so on. Null when it fails.
+nlohmann::json metadataOf(const std::filesystem::path& file);
+
+/// A value of that as text, empty when there is none.
+std::string metadataValue(const nlohmann::json& metadata, std::string_view tag);
+
+}  // namespace tollbrook::test
+
+/// Skips the test, saying so, where exiftool is not installed.
+#define TOLLBROOK_NEEDS_EXIFTOOL() \
+  if (!tollbrook::ExifTool::path()) GTEST_SKIP() << "exiftool is not installed: nothing was tested here"
