@@ -75,7 +75,9 @@ TEST(FileAttributes, AreTakenOverWhereTheyDiffer) {
   test::writeFile(folder / "old.jpg", "x");
   test::writeFile(folder / "new.jpg", "x");
   ASSERT_EQ(chmod((folder / "old.jpg").c_str(), 0640), 0);
-  if (geteuid() == 0) ASSERT_EQ(chown((folder / "old.jpg").c_str(), 1234, 2345), 0);
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown((folder / "old.jpg").c_str(), 1234, 2345), 0);
+  }
   const Files::Descriptor old(open((folder / "old.jpg").c_str(), O_RDONLY | O_CLOEXEC));
   const Files::Descriptor fresh(open((folder / "new.jpg").c_str(), O_RDONLY | O_CLOEXEC));
   const auto wanted = readAttributes(old.get());

@@ -40,7 +40,7 @@ void print(std::string_view line) {
   put("\n");
 }
 
-void print(const nlohmann::ordered_json& document) { print(document.dump(1)); }
+void printDocument(const nlohmann::ordered_json& document) { print(document.dump(1)); }
 
 void complain(std::string_view line) { fmt::print(stderr, "tollbrook-cli: {}\n", line); }
 

@@ -12,7 +12,7 @@ namespace tollbrook::cli::Console {
 /// One line on standard output.
 void print(std::string_view line);
 /// One JSON document on standard output.
-void print(const nlohmann::ordered_json& document);
+void printDocument(const nlohmann::ordered_json& document);
 /// One line on standard error, behind the program's name.
 void complain(std::string_view line);
 

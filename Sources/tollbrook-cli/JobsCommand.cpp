@@ -36,7 +36,7 @@ void printJob(const JobJournal::Listing& job) {
 int listJobs(bool json) {
   const auto jobs = JobJournal::allJobs();
   if (json) {
-    Console::print(JsonOutput::document(jobs));
+    Console::printDocument(JsonOutput::document(jobs));
   } else if (jobs.empty()) {
     Console::print("No jobs.");
   } else {

@@ -14,7 +14,7 @@ using Json = nlohmann::ordered_json;
 
 Json text(std::string_view value) { return Text::replacingInvalidUtf8(value); }
 
-Json text(const std::optional<std::string>& value) { return value ? text(*value) : Json(nullptr); }
+Json textOrNull(const std::optional<std::string>& value) { return value ? text(*value) : Json(nullptr); }
 
 Json path(const std::optional<std::filesystem::path>& value) {
   return value ? text(value->native()) : Json(nullptr);
@@ -39,19 +39,19 @@ std::string base64(std::string_view bytes) {
 }
 
 Json sidecarData(const SidecarData& data) {
-  return {{"title", text(data.title)},
+  return {{"title", textOrNull(data.title)},
           {"takenTime", data.takenTime ? number(secondsSinceEpoch(*data.takenTime)) : Json(nullptr)},
           {"latitude", number(data.latitude)},
           {"longitude", number(data.longitude)},
           {"altitude", number(data.altitude)},
-          {"caption", text(data.caption)}};
+          {"caption", textOrNull(data.caption)}};
 }
 
 Json mediaPair(const MediaPair& pair) {
   Json result = {
-      {"media", path(pair.media)},     {"sidecar", path(pair.sidecar)},
-      {"kind", rawValue(pair.kind)},   {"status", rawValue(pair.status)},
-      {"message", text(pair.message)}, {"data", pair.data ? sidecarData(*pair.data) : Json(nullptr)}};
+      {"media", path(pair.media)},           {"sidecar", path(pair.sidecar)},
+      {"kind", rawValue(pair.kind)},         {"status", rawValue(pair.status)},
+      {"message", textOrNull(pair.message)}, {"data", pair.data ? sidecarData(*pair.data) : Json(nullptr)}};
   if (!Text::isValidUtf8(pair.media.native())) result["mediaBytes"] = base64(pair.media.native());
   return result;
 }

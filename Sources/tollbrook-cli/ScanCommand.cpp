@@ -50,7 +50,7 @@ int scan(const ScanArguments& arguments) {
         [&](std::int64_t mediaCount) { progress.scanned(mediaCount); });
   }
   if (arguments.json) {
-    Console::print(JsonOutput::document(folder, arguments.recursive, report));
+    Console::printDocument(JsonOutput::document(folder, arguments.recursive, report));
   } else {
     for (const MediaPair& pair : report.pairs) printPair(folder, pair);
     // Nobody asked for a list, so that it is empty needs no words.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <initializer_list>
 
 #include "ExitStatus.h"
 

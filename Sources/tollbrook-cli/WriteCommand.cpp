@@ -64,7 +64,7 @@ int run(const std::filesystem::path& folder, bool recursive, const RestoreOption
   }
   report(folder, outcome);
   if (output.json) {
-    Console::print(JsonOutput::document(folder, last.seen, embeddedWriter(options), outcome));
+    Console::printDocument(JsonOutput::document(folder, last.seen, embeddedWriter(options), outcome));
   } else {
     Console::print(summarize(outcome));
   }
@@ -84,7 +84,7 @@ int resume(const RunOutput& output) {
   if (!journal) {
     if (JobJournal::unfinishedToResume()) throw JobJournal::Busy();
     if (output.json) {
-      Console::print(JsonOutput::document(std::nullopt, 0, "none", {}));
+      Console::printDocument(JsonOutput::document(std::nullopt, 0, "none", {}));
     } else {
       Console::print("No unfinished job.");
     }
