@@ -98,6 +98,17 @@ std::string asDigitsAndExponent(double value) {
   return text + "e" + std::to_string(exponent);
 }
 
+/// Writes a long integer with an exponent, spaces behind it. False when it is no double.
+bool rewriteLongInteger(char* digits, std::size_t size) {
+  const std::optional<double> value = doubleFromText({digits, size});
+  if (!value || !std::isfinite(*value)) return false;
+  const std::string shorter = asDigitsAndExponent(*value);
+  if (shorter.size() > size) return false;
+  std::memset(digits, ' ', size);
+  std::memcpy(digits, shorter.data(), shorter.size());
+  return true;
+}
+
 /// Writes integers that do not fit 64 bits, which the parser refuses, with an exponent, which it takes as the
 /// double that they are. Whatever else is wrong with the text stays wrong. False when there are none.
 bool rewriteLongIntegers(char* text, std::size_t size) {
@@ -109,16 +120,7 @@ bool rewriteLongIntegers(char* text, std::size_t size) {
     }
     const std::size_t start = i;
     while (i < size && isPartOfNumber(text[i])) ++i;
-    const std::string_view token(text + start, i - start);
-    if (isLongInteger(token)) {
-      const std::optional<double> value = doubleFromText(token);
-      if (value && std::isfinite(*value)) {
-        const std::string shorter = asDigitsAndExponent(*value);
-        std::memset(text + start, ' ', token.size());
-        std::memcpy(text + start, shorter.data(), std::min(shorter.size(), token.size()));
-        rewritten = true;
-      }
-    }
+    if (isLongInteger({text + start, i - start})) rewritten |= rewriteLongInteger(text + start, i - start);
     if (i == start) ++i;
   }
   return rewritten;
