@@ -247,13 +247,14 @@ void Index::Implementation::prepareFallback() {
   lengths.erase(std::unique(lengths.begin(), lengths.end()), lengths.end());
 }
 
-/// Enters every part of the key that a media file may be named for the prefix rule to lead from it to this
-/// key.
+/// Enters every part of the key from which the prefix rule leads to this key. The usual name, an ASCII name
+/// with the whole suffix, needs no entry: a media file of that name has found it as a candidate.
 void Index::Implementation::addHeads(Id name) {
   constexpr std::string_view mark = ".suppl";
   const std::string_view key = keys_.text(name);
   std::size_t at = key.find(mark);
   if (at == std::string_view::npos || !Names::endsWith(key, Names::jsonSuffix)) return;
+  if (key.substr(at) == Names::supplementalSuffix && Text::isAscii(key)) return;
   const Choice choice{position_[name], Text::characterCount(jsonNames_[position_[name]])};
   for (; at != std::string_view::npos; at = key.find(mark, at + mark.size())) {
     if (!Text::isCharacterBoundary(key, at) || !Text::isCharacterBoundary(key, at + mark.size())) continue;
