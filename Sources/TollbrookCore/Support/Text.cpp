@@ -116,11 +116,23 @@ UBreakIterator* characterIterator() {
   return iterator.get();
 }
 
+/// Turns the stray bytes of a text into control characters, of which each stands alone; a mark would attach
+/// itself to a lone surrogate.
+void separateStrayBytes(std::u16string& units) {
+  constexpr char16_t control = 1;
+  bool afterLead = false;
+  for (char16_t& unit : units) {
+    if (!afterLead && Utf8::CodePoint{unit, 1}.isStrayByte()) unit = control;
+    afterLead = unit >= 0xD800 && unit < 0xDC00;
+  }
+}
+
 /// Calls `visit` with the byte offset of every boundary in order, 0 and the size included, until it answers
 /// false.
 template <typename Visit>
 void forEachBoundary(std::string_view text, Visit&& visit) {
-  const std::u16string units = Utf16::from(text);
+  std::u16string units = Utf16::from(text);
+  separateStrayBytes(units);
   UBreakIterator* iterator = characterIterator();
   UErrorCode status = U_ZERO_ERROR;
   ubrk_setText(iterator, units.data(), static_cast<std::int32_t>(units.size()), &status);
