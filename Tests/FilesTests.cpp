@@ -1,13 +1,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <thread>
 
+#include "Support/JobStore.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/Support/Files.h"
 
@@ -15,6 +14,7 @@ namespace tollbrook {
 namespace {
 
 namespace fs = std::filesystem;
+using test::FullDisk;
 using test::readFile;
 using test::TemporaryFolder;
 using test::writeFile;
@@ -26,24 +26,6 @@ std::error_code errorOf(int number) { return {number, std::generic_category()}; 
 std::size_t entriesIn(const fs::path& folder) {
   return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
-
-/// No file may grow beyond `size` while this lives, as on a full disk.
-class FullDisk {
- public:
-  explicit FullDisk(rlim_t size) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{size, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FullDisk() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, signal_);
-  }
-
- private:
-  rlimit before_{};
-  void (*signal_)(int);
-};
 
 TEST(StandardizedPath, ResolvesDotsByTextAlone) {
   EXPECT_EQ(Files::standardized("/a/./b"), "/a/b");

@@ -197,7 +197,8 @@ std::string JobJournal::encode(const Record& record) {
 }
 
 std::optional<JobJournal::Record> JobJournal::decode(std::string_view text) {
-  if (isNestedTooDeep(text)) return std::nullopt;
+  // The parser takes a NUL for the end of the text.
+  if (text.find('\0') != std::string_view::npos || isNestedTooDeep(text)) return std::nullopt;
   const json object = json::parse(text, nullptr, false);
   if (!object.is_object()) return std::nullopt;
   Members members(object);
