@@ -124,26 +124,30 @@ TEST(ChildProcess, HasOnlyItsThreeStreams) {
 }
 
 TEST(ChildProcess, InheritsNothingFromOneThatIsStartedAtTheSameTime) {
-  std::array<std::thread, 4> threads;
-  for (std::thread& thread : threads) {
-    thread = std::thread([] {
-      StandIn program;
-      program.setScript("start: dump " + (program / "dump").string());
-      for (int i = 0; i < 40; ++i) {
+  constexpr int startsPerThread = 60;
+  // Standard file streams are not close-on-exec: no thread opens one while others start children.
+  std::array<StandIn, 4> programs;
+  for (StandIn& program : programs) program.setScript("start: dump " + (program / "dump").string());
+  std::vector<std::thread> threads;
+  for (const StandIn& program : programs) {
+    threads.emplace_back([&program] {
+      for (int i = 0; i < startsPerThread; ++i) {
         const auto child = start(program, Stream::pipe, Stream::pipe);
         if (child) child->waitUntil(never);
       }
-      std::istringstream dump(readFile(program / "dump"));
-      int starts = 0;
-      for (std::string line; std::getline(dump, line);) {
-        if (!line.starts_with("descriptors:")) continue;
-        ++starts;
-        EXPECT_EQ(line, "descriptors: 0 1 2");
-      }
-      EXPECT_EQ(starts, 40);
     });
   }
   for (std::thread& thread : threads) thread.join();
+  for (const StandIn& program : programs) {
+    std::istringstream dump(readFile(program / "dump"));
+    int starts = 0;
+    for (std::string line; std::getline(dump, line);) {
+      if (!line.starts_with("descriptors:")) continue;
+      ++starts;
+      EXPECT_EQ(line, "descriptors: 0 1 2");
+    }
+    EXPECT_EQ(starts, startsPerThread);
+  }
 }
 
 TEST(ChildProcess, RunsInAGroupOfItsOwnSoThatCtrlCDoesNotReachIt) {
@@ -224,12 +228,13 @@ TEST(ChildProcess, RunsOnPastADeadline) {
 
 TEST(ChildProcess, EndsByAFriendlySignalFirst) {
   StandIn program("once: hang");
-  const auto child = start(program);
+  auto child = start(program);
   ASSERT_TRUE(child);
   child->end();
   EXPECT_FALSE(child->isRunning());
   EXPECT_EQ(child->waitUntil(never), 128 + SIGTERM);
   child->end();
+  child.reset();
   EXPECT_TRUE(hasNoChild());
 }
 

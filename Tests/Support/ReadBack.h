@@ -4,11 +4,15 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tollbrook::test {
 
 /// What exiftool reads in `file` (-json -G1 -n): "IFD0:ImageDescription" and so on. Null when it fails.
 nlohmann::json metadataOf(const std::filesystem::path& file);
+
+/// The same of several files, in order, for the price of one start of exiftool.
+std::vector<nlohmann::json> metadataOfAll(const std::vector<std::filesystem::path>& files);
 
 /// A value of that as text, empty when there is none.
 std::string metadataValue(const nlohmann::json& metadata, std::string_view tag);

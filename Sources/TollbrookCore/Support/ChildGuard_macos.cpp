@@ -23,6 +23,13 @@ ssize_t readPipe(int descriptor, void* bytes, size_t size) {
   return count;
 }
 
+/// Close-on-exec, and never one of the numbers of the standard streams, which others may open anew.
+int guarded(int descriptor) {
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  close(descriptor);
+  return moved;
+}
+
 /// The guard process. It was forked from a program with threads: async-signal-safe calls only.
 [[noreturn]] void watch(int lifeline, int descriptorLimit) {
   // A group of its own, and deaf: what ends us by a signal to our group must not end the guard first.
@@ -49,14 +56,12 @@ ssize_t readPipe(int descriptor, void* bytes, size_t size) {
 ChildGuard::ChildGuard() : parent_(getpid()) {
   int ends[2];
   if (pipe(ends) != 0) return;
-  const int lifeline = ends[0];
-  lifeline_ = ends[1];
-  fcntl(lifeline, F_SETFD, FD_CLOEXEC);
-  fcntl(lifeline_, F_SETFD, FD_CLOEXEC);
+  const int lifeline = guarded(ends[0]);
+  lifeline_ = guarded(ends[1]);
   const int descriptorLimit = getdtablesize();
-  guard_ = fork();
+  if (lifeline >= 0 && lifeline_ >= 0) guard_ = fork();
   if (guard_ == 0) watch(lifeline, descriptorLimit);
-  close(lifeline);
+  if (lifeline >= 0) close(lifeline);
 }
 
 ChildGuard::~ChildGuard() {

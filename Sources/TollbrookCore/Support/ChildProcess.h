@@ -27,8 +27,8 @@ std::optional<Pipe> makePipe();
 
 /// A running program: started without a shell, in a process group of its own (so that Ctrl-C in a terminal
 /// does not reach it), with no signal blocked or ignored, with its three streams and none of our descriptors
-/// that are close-on-exec, and bound to die when we die. Standard error goes to the null device. It is always reaped. Any
-/// thread; only `start` cares which one.
+/// that are close-on-exec, and bound to die when we die. Standard error goes to the null device. It is always
+/// reaped. Any thread; only `start` cares which one.
 class ChildProcess {
  public:
   using Clock = std::chrono::steady_clock;
