@@ -368,10 +368,11 @@ TEST(ExifToolSession, IsFalseAtOnceWhenTheChildDiesWithoutReadingALargeCommand) 
 }
 
 TEST(ExifToolSession, TakesALateMarkerForTheAnswerToTheNextCommand) {
-  StandIn program("1: sleep 400; updated; marker\n*: hang");
+  StandIn program("1: sleep 800; updated; marker\n*: hang");
   const auto session = Session::start(program.path(), 200ms);
+  ASSERT_TRUE(eventually([&] { return program.log() == "[session]\n"; }));
   EXPECT_FALSE(session->write("/a.jpg", {}, {}));
-  std::this_thread::sleep_for(400ms);
+  std::this_thread::sleep_for(1500ms);
   EXPECT_TRUE(session->write("/b.jpg", {}, {})) << "commands are not numbered";
   EXPECT_FALSE(session->lastWriteConfirmed()) << "it was the first file that was updated";
   EXPECT_FALSE(session->write("/c.jpg", {}, {}));

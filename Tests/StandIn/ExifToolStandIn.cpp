@@ -1,8 +1,8 @@
 // Stands in for exiftool in tests: answers the -stay_open marker protocol, or runs once, and misbehaves as
 // told. What to do stands in a file beside it, named as the program with ".script" added: lines of the form
-// "WHEN: action; action; …". WHEN is "start" (when it starts, either way), "once" (run for one file), the
-// number of a command of a session, or "*" (every other command). Without a script every command is updated
-// and answered. Like exiftool, it does not end at the end of its input.
+// "WHEN: action; action; …". WHEN is "start" (either way), "once" (run for one file), "session" (when one
+// begins), the number of a command of a session, or "*" (every other command). Without a script every command
+// is updated and answered. Like exiftool, it does not end at the end of its input.
 //
 // Actions: updated, unchanged, failed, say TEXT   print a line
 //          marker, split-marker, markers N        answer: at once, byte by byte, N times
@@ -121,6 +121,7 @@ class StandIn {
       return 0;
     }
     log("[session]\n");
+    perform("session");
     converse();
     hang();
   }
