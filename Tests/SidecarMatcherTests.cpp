@@ -219,6 +219,13 @@ TEST(MatchTests, TakesTheLongestNameThatThePrefixRuleAccepts) {
   EXPECT_EQ(match("a.jpg", {"a.jpg.suppl1.json", "a.jpg.suppl2.json"}), "a.jpg.suppl1.json");
 }
 
+TEST(MatchTests, LetsEveryPieceOfTheSuffixInANameLeadToIt) {
+  const Names names{"a.b.suppl.suppl.json"};
+  EXPECT_EQ(match("a.b", names), names[0]);
+  EXPECT_EQ(match("a.b.suppl", names), names[0]);
+  EXPECT_EQ(match("a.b.suppl.s", names), std::nullopt);
+}
+
 TEST(MatchTests, MeasuresThePrefixRulesNamesInCharacters) {
   const std::string fewBytes = "a.jpg.suppl-xx.json";
   const std::string fewCharacters = "a.jpg.suppl" + std::string(family) + ".json";
@@ -227,6 +234,7 @@ TEST(MatchTests, MeasuresThePrefixRulesNamesInCharacters) {
 
 TEST(MatchTests, AcceptsNoSuffixWhoseLastLetterCarriesAMark) {
   EXPECT_EQ(match("a.jpg", {"a.jpg.suppl\u0301.json"}), std::nullopt);
+  EXPECT_EQ(match("a.jpg", {"a.jpg.suppl\u0308.json"}), std::nullopt);
   EXPECT_EQ(match("a.jpg", {"a.jpg.\u0301suppl.json"}), std::nullopt);
   EXPECT_EQ(match("a", {"a.suppl\u0600.json"}), std::nullopt);
 }
@@ -262,7 +270,21 @@ TEST(MatchTests, TakesAStemThatTheMediaNameBegins) {
 
 TEST(MatchTests, ComparesStemsByWholeCharacters) {
   EXPECT_EQ(match("abcdefghijklmnope\u0301.jpg", {"abcdefghijklmnope.json"}), std::nullopt);
+  EXPECT_EQ(match("abcdefghijklmnopq\u0308.jpg", {"abcdefghijklmnopq.json"}), std::nullopt);
   EXPECT_EQ(match("abcdefghijklmno", {"abcdefghijklmno\u0301pqr.json"}), std::nullopt);
+  EXPECT_EQ(match("abcdefghijklmnopq", {"abcdefghijklmnopq\u0308rs.json"}), std::nullopt);
+}
+
+TEST(MatchTests, RemovesACounterBeforeALineBreakThatEndsTheStem) {
+  const Names names{"abcdefghijklmnop(2)\n.json"};
+  EXPECT_EQ(match("abcdefghijklmnop\n.jpg", names), names[0]);
+  EXPECT_EQ(match("abcdefghijklmnop.jpg", names), std::nullopt);
+}
+
+TEST(MatchTests, TakesTheDotAlongBehindALetterThatAttachesItselfToIt) {
+  constexpr std::string_view media = "ab\u0600";
+  EXPECT_EQ(match(media, {"AB\u0600..suppl.json"}), "AB\u0600..suppl.json");
+  EXPECT_EQ(match(media, {"AB\u0600.suppl.json"}), std::nullopt);
 }
 
 TEST(MatchTests, GivesTiesToTheEarlierName) {

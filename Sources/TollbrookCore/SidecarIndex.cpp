@@ -257,7 +257,7 @@ void Index::Implementation::addHeads(Id name) {
   if (key.substr(at) == Names::supplementalSuffix && Text::isAscii(key)) return;
   const Choice choice{position_[name], Text::characterCount(jsonNames_[position_[name]])};
   for (; at != std::string_view::npos; at = key.find(mark, at + mark.size())) {
-    if (!Text::isCharacterBoundary(key, at) || !Text::isCharacterBoundary(key, at + mark.size())) continue;
+    if (!Text::isCharacterBoundary(key, at + mark.size())) continue;
     const auto [id, isNew] = heads_.insert({keys_.span(name).offset, at});
     if (isNew) {
       headChoices_.push_back(choice);

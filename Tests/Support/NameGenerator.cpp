@@ -85,6 +85,7 @@ std::string NameGenerator::stem() {
                    "\U0001F1E9\U0001F1EA",
                    "e\u0301",
                    "\u0301",
+                   "\u0308",
                    "\u200d",
                    "\u0600",
                    "\u1100\u1161\u11a8",
@@ -113,8 +114,8 @@ std::string NameGenerator::media() {
   if (chance(25)) name += counter();
   if (chance(25)) name += editMarker();
   if (chance(8)) name += counter();
-  name += pick(
-      {".jpg", ".jpg", ".JPG", ".HEIC", ".mp4", ".jpeg", "", ".", ".\u0301jpg", ".\u03a3", "\u0600", ".a\n"});
+  name += pick({".jpg", ".jpg", ".JPG", ".HEIC", ".mp4", ".jpeg", "", ".", ".\u0301jpg", ".\u03a3", ".suppl",
+                "\u0600", ".a\n"});
   return name;
 }
 
@@ -159,7 +160,7 @@ std::string NameGenerator::json(const std::string& media) {
       break;
     case 5:
       name = media + ".suppl" + filler(below(4)) +
-             pick({".json", ".suppl.json", "\u0301.json", "\u0600.json", ".jsn"});
+             pick({".json", ".suppl.json", "\u0301.json", "\u0308.json", "\u0600.json", ".jsn"});
       break;
     case 6:
       name = media + counter() + pick({"", "\n", "\r\n", "\u2029"}) +
