@@ -1,40 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <set>
 
 #include "TollbrookCore/FinishedSet.h"
-
-namespace {
-
-// Every allocation of this program is counted, so that tests can bound memory by bytes and not by what the
-// system happens to hold.
-std::size_t allocated = 0;
-std::size_t mostAllocated = 0;
-constexpr std::size_t header = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  auto* block = static_cast<char*>(std::malloc(size + header));
-  if (block == nullptr) throw std::bad_alloc();
-  *reinterpret_cast<std::size_t*>(block) = size;
-  allocated += size;
-  mostAllocated = std::max(mostAllocated, allocated);
-  return block + header;
-}
-
-void operator delete(void* pointer) noexcept {
-  if (pointer == nullptr) return;
-  char* block = static_cast<char*>(pointer) - header;
-  allocated -= *reinterpret_cast<std::size_t*>(block);
-  std::free(block);
-}
-
-void operator delete(void* pointer, std::size_t) noexcept { operator delete(pointer); }
 
 namespace tollbrook {
 namespace {
@@ -50,12 +19,6 @@ std::set<std::string> entriesOf(const FinishedSet& set) {
 }
 
 using Entries = std::set<std::string>;
-
-/// A path of 34 bytes, about as long as they are in an export.
-std::string numberedPath(int number) {
-  std::string digits = std::to_string(number);
-  return "Photos from 2015/IMG_" + std::string(9 - digits.size(), '0') + digits + ".jpg";
-}
 
 TEST(FinishedSet, StartsEmpty) {
   const FinishedSet set;
@@ -177,36 +140,6 @@ TEST(FinishedSet, AgreesWithAnOrdinarySet) {
     }
     EXPECT_EQ(entriesOf(set), expected);
   }
-}
-
-TEST(FinishedSet, OfAMillionLoadedLinesTakesLittleMoreThanTheirBytes) {
-  constexpr int count = 1'000'000;
-  std::string log = "v1\n";
-  log.reserve(3 + count * (numberedPath(0).size() + 1));
-  for (int i = 0; i < count; ++i) log += numberedPath(i) + '\n';
-  const std::size_t before = allocated - log.size();
-  mostAllocated = allocated;
-  FinishedSet set(std::move(log));
-  EXPECT_LE(mostAllocated - before, 45 * mebibyte) << "while loading";
-  EXPECT_LE(allocated - before, 45 * mebibyte);
-  EXPECT_EQ(set.size(), static_cast<std::size_t>(count));
-  for (int i = 0; i < count; i += 7) ASSERT_TRUE(set.contains(numberedPath(i))) << i;
-  for (int i = count; i < count + 1000; ++i) ASSERT_FALSE(set.contains(numberedPath(i))) << i;
-  const std::size_t looking = allocated;
-  EXPECT_TRUE(set.contains("Photos from 2015/IMG_000000001.jpg"));
-  EXPECT_EQ(allocated, looking) << "a look-up allocates";
-}
-
-TEST(FinishedSet, OfAMillionAddedPathsTakesLittleMoreThanTheirBytes) {
-  constexpr int count = 1'000'000;
-  const std::size_t before = allocated;
-  mostAllocated = allocated;
-  FinishedSet set("v1\n");
-  for (int i = 0; i < count; ++i) ASSERT_TRUE(set.insert(numberedPath(i)));
-  EXPECT_LE(mostAllocated - before, 47 * mebibyte) << "the old table beside the new one while it grows";
-  EXPECT_LE(allocated - before, 45 * mebibyte);
-  for (int i = 0; i < count; i += 7) ASSERT_FALSE(set.insert(numberedPath(i))) << i;
-  EXPECT_EQ(set.size(), static_cast<std::size_t>(count));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ FinishedSet::FinishedSet(std::string log, std::size_t reach) : reach_(reach), lo
   if (Text::isValidUtf8(log_)) {
     addLines();
   } else {
-    log_ = std::string();
+    std::string().swap(log_);  // assigning an empty string would keep the memory
   }
 }
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "TollbrookCore/Support/Platform.h"
 
@@ -113,7 +114,8 @@ bool JobJournal::lockForRun() {
     return false;
   }
   record_ = *record;
-  done_ = FinishedSet();  // two large lists at once would double the memory of a run
+  // Two large lists at once would double the memory of a run.
+  static_cast<void>(std::exchange(done_, FinishedSet()));
   done_ = log_.read();
   return true;
 }
