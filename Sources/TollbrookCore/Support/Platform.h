@@ -52,6 +52,7 @@ struct FileAttributes {
   std::uint32_t mode = 0;
   std::uint32_t owner = 0;
   std::uint32_t group = 0;
+  std::string accessControl;  ///< the access control list as text, where it is no extended attribute (macOS)
   std::vector<std::pair<std::string, std::string>>
       extended;  ///< extended attributes; on Linux the ACL is one
 

@@ -141,8 +141,11 @@ std::optional<FileAttributes> readAttributes(int descriptor) {
   if (fstat(descriptor, &status) != 0) return std::nullopt;
   const std::optional<std::string> names = attributeNames(descriptor);
   if (!names) return std::nullopt;
-  FileAttributes attributes{
-      .mode = status.st_mode & 07777u, .owner = status.st_uid, .group = status.st_gid, .extended = {}};
+  FileAttributes attributes{.mode = status.st_mode & 07777u,
+                            .owner = status.st_uid,
+                            .group = status.st_gid,
+                            .accessControl = {},
+                            .extended = {}};
   for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
     const char* name = names->data() + at;
     if (auto value = attributeValue(descriptor, name))

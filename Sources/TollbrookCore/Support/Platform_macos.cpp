@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/acl.h>
 #include <sys/attr.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -43,6 +44,25 @@ std::optional<std::string> attributeValue(int descriptor, const char* name) {
   const ssize_t read = fgetxattr(descriptor, name, value.data(), value.size(), 0, 0);
   if (read != length) return std::nullopt;
   return value;
+}
+
+std::string accessControlOf(int descriptor) {
+  const acl_t list = acl_get_fd_np(descriptor, ACL_TYPE_EXTENDED);
+  if (list == nullptr) return {};
+  ssize_t length = 0;
+  char* const text = acl_to_text(list, &length);
+  std::string result(text != nullptr ? text : "", text != nullptr ? static_cast<std::size_t>(length) : 0);
+  acl_free(text);
+  acl_free(list);
+  return result;
+}
+
+int setAccessControl(int descriptor, const std::string& text) {
+  const acl_t list = text.empty() ? acl_init(0) : acl_from_text(text.c_str());
+  if (list == nullptr) return -1;
+  const int result = acl_set_fd_np(descriptor, list, ACL_TYPE_EXTENDED);
+  acl_free(list);
+  return result;
 }
 
 #ifdef TOLLBROOK_HAS_BOOKMARKS
@@ -150,8 +170,11 @@ std::optional<FileAttributes> readAttributes(int descriptor) {
   if (fstat(descriptor, &status) != 0) return std::nullopt;
   const std::optional<std::string> names = attributeNames(descriptor);
   if (!names) return std::nullopt;
-  FileAttributes attributes{
-      .mode = status.st_mode & 07777u, .owner = status.st_uid, .group = status.st_gid, .extended = {}};
+  FileAttributes attributes{.mode = status.st_mode & 07777u,
+                            .owner = status.st_uid,
+                            .group = status.st_gid,
+                            .accessControl = accessControlOf(descriptor),
+                            .extended = {}};
   for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
     const char* name = names->data() + at;
     if (auto value = attributeValue(descriptor, name))
@@ -173,6 +196,9 @@ std::error_code applyAttributes(int descriptor, const FileAttributes& attributes
   if (ownerDiffers) attempt(fchown(descriptor, attributes.owner, attributes.group));
   if (ownerDiffers || current->mode != attributes.mode)
     attempt(fchmod(descriptor, static_cast<mode_t>(attributes.mode)));
+  if (current->accessControl != attributes.accessControl) {
+    attempt(setAccessControl(descriptor, attributes.accessControl));
+  }
   for (const auto& attribute : attributes.extended) {
     if (std::binary_search(current->extended.begin(), current->extended.end(), attribute)) continue;
     attempt(fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(),
