@@ -2,11 +2,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
+#include <utility>
 
 #include "Support/JobStore.h"
 #include "TollbrookCore/Support/Files.h"
@@ -26,6 +29,8 @@ struct Calls {
   int fsyncError = 0;      ///< what fsync fails with; 0 lets it through
   int fsyncsToPass = 0;    ///< that many calls of fsync still succeed
   int ftruncateError = 0;  ///< what ftruncate fails with; 0 lets it through
+  int flockError = 0;      ///< what flock fails with; 0 lets it through
+  std::function<void()> beforeLocking;
 };
 Calls calls;
 
@@ -59,6 +64,12 @@ extern "C" int rename(const char* from, const char* to) __THROW {
 extern "C" int unlink(const char* path) __THROW {
   calls.made.push_back("remove " + nameOf(path));
   return original<int (*)(const char*)>("unlink")(path);
+}
+
+extern "C" int flock(int descriptor, int operation) __THROW {
+  if (const auto happens = std::exchange(calls.beforeLocking, nullptr)) happens();
+  if (calls.flockError != 0) return fail(calls.flockError);
+  return original<int (*)(int, int)>("flock")(descriptor, operation);
 }
 
 extern "C" int ftruncate(int descriptor, off_t size) __THROW {
@@ -242,6 +253,60 @@ TEST_F(Durability, AListIsForgottenForGoodBeforeItsRecord) {
   failForcing();
   EXPECT_THROW(JobJournal::forget(photos_), fs::filesystem_error);
   EXPECT_TRUE(fs::exists(record()));
+}
+
+TEST_F(Durability, AJobForgottenWhileItIsLockedIsMadeAnew) {
+  open()->markDoneRelative("a.jpg");
+  calls.beforeLocking = [&] { EXPECT_EQ(JobJournal::forget(photos_), JobJournal::ForgetOutcome::forgotten); };
+  const auto journal = open();
+  EXPECT_EQ(journal->doneCount(), 0u);
+  journal->markDoneRelative("b.jpg");
+  EXPECT_EQ(readFile(list()), "v1\nb.jpg\n");
+}
+
+TEST_F(Durability, AJobReplacedByAnotherWhileItIsLockedIsNotTakenForIt) {
+  open();
+  const auto replaceJob = [&] {
+    fs::rename(job(), temporary_ / "old");
+    fs::copy(temporary_ / "old", job());
+    fs::remove_all(temporary_ / "old");
+  };
+  const auto listed = JobJournal::unfinishedToResume();
+  calls.beforeLocking = replaceJob;
+  EXPECT_FALSE(listed->lockForRun()) << "the lock is on a directory that is no longer the job's";
+  calls.beforeLocking = replaceJob;
+  EXPECT_EQ(JobJournal::forget(photos_), JobJournal::ForgetOutcome::nothingToForget);
+  EXPECT_TRUE(fs::exists(record()));
+  EXPECT_TRUE(listed->lockForRun());
+}
+
+TEST_F(Durability, AJobCompletedWhileItIsClaimedIsNotRunAgain) {
+  open();
+  calls.beforeLocking = [&] { open()->markComplete(); };
+  EXPECT_EQ(JobJournal::claimUnfinished(), nullptr);
+  EXPECT_NO_THROW(open()) << "the complete job is still locked";
+}
+
+TEST_F(Durability, AFileSystemWithoutLocksRefusesNoRun) {
+  for (const int error : {EBADF, ENOTSUP, EINVAL, ENOLCK, ENOSYS}) {
+    calls.flockError = error;
+    {
+      const auto journal = open();
+      journal->markDoneRelative(std::to_string(error));
+      journal->note(error, 0, 0, 0);
+    }
+    const auto claimed = JobJournal::claimUnfinished();
+    ASSERT_TRUE(claimed) << error;
+    EXPECT_TRUE(claimed->containsRelative(std::to_string(error)));
+    EXPECT_EQ(claimed->record().written, error);
+  }
+  EXPECT_EQ(JobJournal::forget(photos_), JobJournal::ForgetOutcome::forgotten);
+}
+
+TEST_F(Durability, ALockRefusedOverTheNetworkIsTaken) {
+  open();
+  calls.flockError = EACCES;
+  EXPECT_THROW(open(), JobJournal::Busy);
 }
 
 }  // namespace
