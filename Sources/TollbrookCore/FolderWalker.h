@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -61,8 +63,8 @@ class Folder {
   std::filesystem::path path_;
   std::string relative_;
   Files::Descriptor descriptor_;
-  std::uint64_t device_ = 0;
-  std::uint64_t inode_ = 0;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
   std::string names_;
   std::vector<Entry> entries_;            ///< the visible entries, in directory order
   std::vector<std::uint32_t> json_;       ///< offsets of the JSON names

@@ -70,6 +70,10 @@ int execute(const Command& command) {
     const int status = command();
     if (!Console::flush()) return cannotStart;
     return Signals::exitStatus(status);
+  } catch (const std::filesystem::filesystem_error& error) {
+    Console::flush();
+    Console::complain(Console::shown(error.path1()) + ": " + error.code().message());
+    return cannotStart;
   } catch (const std::exception& error) {
     Console::flush();
     Console::complain(Console::shown(error.what()));

@@ -80,9 +80,15 @@ int write(const WriteArguments& arguments) {
 }
 
 int resume(const RunOutput& output) {
-  const auto journal = JobJournal::claimUnfinished();
+  auto journal = JobJournal::claimUnfinished();
   if (!journal) {
-    if (JobJournal::unfinishedToResume()) throw JobJournal::Busy();
+    // One that is there and could not be had: opening it says why.
+    if (const auto unfinished = JobJournal::unfinishedToResume()) {
+      const JobJournal::Record record = unfinished->record();
+      journal = JobJournal::open(unfinished->root(), record.recursive, record.options);
+    }
+  }
+  if (!journal) {
     if (output.json) {
       Console::printDocument(JsonOutput::document(std::nullopt, 0, "none", {}));
     } else {

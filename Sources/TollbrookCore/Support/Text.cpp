@@ -42,7 +42,7 @@ std::string toUtf8(std::u16string_view units) {
   std::string text;
   text.reserve(units.size() * 2);
   for (std::size_t i = 0; i < units.size(); ++i) {
-    char32_t value = units[i];
+    auto value = static_cast<char32_t>(units[i]);
     // A lead surrogate never stands alone: stray bytes are trail surrogates.
     if (value >= 0xD800 && value < 0xDC00) value = ((value - 0xD7C0) << 10) + (units[++i] - 0xDC00u);
     Utf8::append(text, value);
@@ -122,7 +122,7 @@ void separateStrayBytes(std::u16string& units) {
   constexpr char16_t control = 1;
   bool afterLead = false;
   for (char16_t& unit : units) {
-    if (!afterLead && Utf8::CodePoint{unit, 1}.isStrayByte()) unit = control;
+    if (!afterLead && Utf8::CodePoint{static_cast<char32_t>(unit), 1}.isStrayByte()) unit = control;
     afterLead = unit >= 0xD800 && unit < 0xDC00;
   }
 }
