@@ -378,15 +378,6 @@ TEST(ExifToolSession, TakesALateMarkerForTheAnswerToTheNextCommand) {
   EXPECT_FALSE(session->write("/c.jpg", {}, {}));
 }
 
-TEST(ExifToolSession, DoesNotConfirmAfterMoreMarkersThanCommands) {
-  StandIn program("start: markers 2\n*: failed; marker; updated; marker");
-  const auto session = Session::start(program.path());
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_TRUE(session->write("/a.jpg", {}, {}));
-    EXPECT_FALSE(i > 0 && session->lastWriteConfirmed());
-  }
-}
-
 // Resources.
 
 TEST(ExifToolSession, LeavesNothingBehindOverTenThousandWrites) {

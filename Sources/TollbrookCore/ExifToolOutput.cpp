@@ -21,24 +21,25 @@ bool isConfirmation(std::string_view line) {
 
 std::int64_t Output::take(std::string_view bytes) {
   pending_ += bytes;
-  std::string_view rest = pending_;
+  const std::string_view text = pending_;
+  std::size_t done = 0;
   std::int64_t markers = 0;
-  for (auto found = rest.find(marker); found != std::string_view::npos; found = rest.find(marker)) {
-    takeLines(rest.substr(0, found));
+  for (auto found = text.find(marker); found != text.npos; found = text.find(marker, done)) {
+    takeLines(text.substr(done, found - done));
     lastMarkerConfirmed_ = confirmed_;
     confirmed_ = false;
     ++markers;
-    rest.remove_prefix(found + marker.size());
+    done = found + marker.size();
   }
-  const auto lineEnd = rest.rfind('\n');
-  if (lineEnd != std::string_view::npos) {
-    takeLines(rest.substr(0, lineEnd));
-    rest.remove_prefix(lineEnd + 1);
+  const auto lineEnd = text.rfind('\n');
+  if (lineEnd != text.npos && lineEnd >= done) {
+    takeLines(text.substr(done, lineEnd - done));
+    done = lineEnd + 1;
   }
-  const bool endless = rest.size() > longestLine;
-  // The end may be the beginning of a marker; the line is spoilt, so that its rest confirms nothing.
-  if (endless) rest.remove_prefix(rest.size() - longestLine);
-  pending_ = std::string(rest);
+  const bool endless = text.size() - done > longestLine;
+  if (endless) done = text.size() - longestLine;
+  pending_.erase(0, done);
+  // The end of an endless line is kept, where a marker may have begun; spoilt, so that it confirms nothing.
   if (endless) pending_.front() = '?';
   return markers;
 }

@@ -155,7 +155,10 @@ void Session::Child::read(int output, int release) {
   std::array<char, 4096> bytes{};
   std::array<pollfd, 2> both{{{release, POLLIN, 0}, {output, POLLIN, 0}}};
   while (true) {
-    if (poll(both.data(), both.size(), -1) < 0 && errno != EINTR) break;
+    if (poll(both.data(), both.size(), -1) < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
     if (both[0].revents != 0) break;
     if (both[1].revents == 0) continue;
     const ssize_t count = ::read(output, bytes.data(), bytes.size());
