@@ -1,6 +1,7 @@
 #include "Main.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <clocale>
 #include <cmath>
 #include <functional>
@@ -11,6 +12,7 @@
 #include "Signals.h"
 #include "TollbrookCore/FolderScanner.h"
 #include "TollbrookCore/JobJournal.h"
+#include "TollbrookCore/Support/DoubleFromText.h"
 
 namespace tollbrook::cli {
 namespace {
@@ -19,49 +21,82 @@ namespace {
 using Command = std::function<int()>;
 
 const CLI::Validator seconds(
-    [](std::string& text) {
-      double value = 0;
-      return CLI::detail::lexical_cast(text, value) && std::isfinite(value) && value >= 0
-                 ? std::string()
-                 : text + " is no number of seconds";
+    [](const std::string& text) {
+      const std::optional<double> value = doubleFromText(text);
+      return value && std::isfinite(*value) && *value >= 0 ? std::string()
+                                                           : '"' + text + "\" is no number of seconds";
     },
-    "SECONDS");
+    "");
+
+const CLI::Validator count(
+    [](const std::string& text) {
+      std::int64_t value = 0;
+      const char* const end = text.data() + text.size();
+      const auto [rest, error] = std::from_chars(text.data(), end, value);
+      return error == std::errc() && rest == end && value >= 0 ? std::string()
+                                                               : '"' + text + "\" is no number of pairs";
+    },
+    "");
+
+// An option without a value, which sets `target` to `value`.
+void addSwitch(CLI::App* subcommand, const std::string& name, bool& target, bool value,
+               const std::string& description) {
+  subcommand
+      ->add_flag_callback(
+          name, [&target, value] { target = value; }, description)
+      ->disable_flag_override()
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+}
+
+void addFolder(CLI::App* subcommand, std::filesystem::path& folder, const std::string& description) {
+  subcommand->add_option("FOLDER", folder, description)->required()->type_name("");
+}
 
 void addScan(CLI::App& app, ScanArguments& arguments, Command& command) {
   arguments.limit = FolderScanner::previewLimit;
   CLI::App* scanning = app.add_subcommand("scan", "Pair photos and videos with their sidecars and report");
-  scanning->add_option("FOLDER", arguments.folder, "The folder to scan")->required();
-  scanning->add_flag("!--no-recursive", arguments.recursive, "Leave subfolders out");
+  addFolder(scanning, arguments.folder, "The folder to scan");
+  addSwitch(scanning, "--no-recursive", arguments.recursive, false, "Leave subfolders out");
   scanning->add_option("--limit", arguments.limit, "List at most so many pairs; 0 counts only")
-      ->check(CLI::NonNegativeNumber)
+      ->check(count)
+      ->type_name("N")
       ->capture_default_str();
-  scanning->add_flag("--json", arguments.json, "Print one JSON document");
+  addSwitch(scanning, "--json", arguments.json, true, "Print one JSON document");
   scanning->callback([&] { command = [&arguments] { return scan(arguments); }; });
 }
 
 void addOutput(CLI::App* subcommand, RunOutput& output) {
-  subcommand->add_flag("--json", output.json, "Print one JSON document");
-  subcommand->add_flag("--quiet", output.quiet, "Show no progress");
+  addSwitch(subcommand, "--json", output.json, true, "Print one JSON document");
+  addSwitch(subcommand, "--quiet", output.quiet, true, "Show no progress");
 }
 
 void addWrite(CLI::App& app, WriteArguments& arguments, Command& command) {
   RestoreOptions& options = arguments.options;
   CLI::App* writing = app.add_subcommand("write", "Write the sidecars' data back into photos and videos");
-  writing->add_option("FOLDER", arguments.folder, "The folder to write")->required();
-  writing->add_flag("!--no-recursive", arguments.recursive, "Leave subfolders out");
-  writing->add_flag("!--no-file-dates", options.writeFileDates, "Leave the files' own dates alone");
-  writing->add_flag("!--no-embedded", options.writeEmbedded, "Write nothing into the files");
-  writing->add_flag("!--no-captions", options.writeCaptions, "Write no captions");
-  writing->add_flag("!--rewrite-matching", options.skipIfDatesMatch,
-                    "Write files whose dates already match, too");
-  writing->add_flag("--delete-sidecars", options.deleteSidecars,
-                    "Delete each sidecar after a successful write");
+  addFolder(writing, arguments.folder, "The folder to write");
+  addSwitch(writing, "--no-recursive", arguments.recursive, false, "Leave subfolders out");
+  addSwitch(writing, "--no-file-dates", options.writeFileDates, false, "Leave the files' own dates alone");
+  addSwitch(writing, "--no-embedded", options.writeEmbedded, false, "Write nothing into the files");
+  addSwitch(writing, "--no-captions", options.writeCaptions, false, "Write no captions");
+  addSwitch(writing, "--rewrite-matching", options.skipIfDatesMatch, false,
+            "Write files whose dates already match, too");
+  addSwitch(writing, "--delete-sidecars", options.deleteSidecars, true,
+            "Delete each sidecar after a successful write");
   writing
       ->add_option("--date-tolerance", options.dateTolerance, "Seconds within which dates count as matching")
       ->check(seconds)
+      ->type_name("SECONDS")
       ->capture_default_str();
   addOutput(writing, arguments.output);
   writing->callback([&] { command = [&arguments] { return write(arguments); }; });
+}
+
+// One line that says what is wrong with the command line.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
+  if (!app.get_subcommands().empty()) return error.what();
+  constexpr const char* hint = "; tollbrook-cli --help lists the commands";
+  const std::vector<std::string> unknown = app.remaining();
+  return (unknown.empty() ? "a command is missing" : unknown.front() + " is no command") + hint;
 }
 
 int execute(const Command& command) {
@@ -102,11 +137,11 @@ int main(int count, char** arguments) {
   addOutput(resuming, resumeOutput);
   resuming->callback([&] { command = [&] { return resume(resumeOutput); }; });
   CLI::App* listing = app.add_subcommand("jobs", "List every job, newest first");
-  listing->add_flag("--json", jobsAsJson, "Print one JSON document");
+  addSwitch(listing, "--json", jobsAsJson, true, "Print one JSON document");
   listing->callback([&] { command = [&] { return listJobs(jobsAsJson); }; });
   CLI::App* forgetting =
       app.add_subcommand("forget", "Forget what was finished in a folder, to start it anew");
-  forgetting->add_option("FOLDER", forgotten, "The folder, which may be gone")->required();
+  addFolder(forgetting, forgotten, "The folder, which may be gone");
   forgetting->callback([&] { command = [&] { return forget(forgotten); }; });
   try {
     app.parse(count, arguments);
@@ -114,7 +149,7 @@ int main(int count, char** arguments) {
     app.exit(asked);
     return Console::flush() ? done : cannotStart;
   } catch (const CLI::ParseError& error) {
-    Console::complain(Console::shown(error.what()));
+    Console::complain(Console::shown(complaint(app, error)));
     return cannotStart;
   }
   return execute(command);
