@@ -39,12 +39,15 @@ std::int64_t countMedia(const std::filesystem::path& folder, bool recursive) {
 void report(const std::filesystem::path& folder, const RestoreOutcome& outcome) {
   for (const std::string& line : outcome.errors) Console::complain(Console::shown(line));
   const auto unlisted = outcome.failed - static_cast<std::int64_t>(outcome.errors.size());
-  if (unlisted > 0) Console::complain(fmt::format("and {} more files failed", unlisted));
+  if (unlisted > 0) {
+    Console::complain(fmt::format("and {} more {} failed", unlisted, unlisted == 1 ? "file" : "files"));
+  }
   if (outcome.alreadyDone > 0) {
-    Console::complain(
-        fmt::format("{} files were passed over because the job lists them as finished; to start anew: "
-                    "tollbrook-cli forget {}",
-                    outcome.alreadyDone, Console::shown(folder)));
+    Console::complain(fmt::format(
+        "{} passed over because the job lists {} as finished; to start anew: "
+        "tollbrook-cli forget {}",
+        outcome.alreadyDone == 1 ? "1 file was" : fmt::format("{} files were", outcome.alreadyDone),
+        outcome.alreadyDone == 1 ? "it" : "them", Console::shown(folder)));
   }
 }
 
