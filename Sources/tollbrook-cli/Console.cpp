@@ -52,14 +52,21 @@ bool flush() {
 }
 
 std::string shown(const std::filesystem::path& name) {
+  const std::string text = Text::replacingInvalidUtf8(name.native());
   std::string result;
-  for (const char c : Text::replacingInvalidUtf8(name.native())) {
-    if (c == '\n') {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = [&](std::size_t index) {
+      return index < text.size() ? static_cast<unsigned char>(text[index]) : 0u;
+    };
+    if (text[at] == '\n') {
       result += "\\n";
-    } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
-      result += fmt::format("\\x{:02x}", c);
+    } else if (byte(at) < 0x20 || byte(at) == 0x7f) {
+      result += fmt::format("\\x{:02x}", byte(at));
+    } else if (byte(at) == 0xc2 && byte(at + 1) < 0xa0) {
+      // U+0080 to U+009F: terminals take U+009B for the beginning of a command.
+      result += fmt::format("\\u{:04x}", byte(++at));
     } else {
-      result += c;
+      result += text[at];
     }
   }
   return result;
