@@ -32,7 +32,7 @@ void throwIf(const std::error_code& error, const char* what, const std::filesyst
 
 JobJournal::Busy::Busy() : std::runtime_error("Another Tollbrook is writing this folder.") {}
 
-JobJournal::JobJournal(std::filesystem::path directory, std::filesystem::path root)
+JobJournal::JobJournal(std::filesystem::path directory, const std::filesystem::path& root)
     : directory_(std::move(directory)),
       root_(Files::standardized(root)),
       doneFile_(directory_ / "done.log"),

@@ -153,7 +153,7 @@ class JobJournal {
  private:
   enum class Claim { claimed, taken, gone };
 
-  JobJournal(std::filesystem::path directory, std::filesystem::path root);
+  JobJournal(std::filesystem::path directory, const std::filesystem::path& root);
 
   static std::optional<Record> readRecord(const std::filesystem::path& file);
   static Record freshRecord(const std::filesystem::path& root, bool recursive, const RestoreOptions& options);

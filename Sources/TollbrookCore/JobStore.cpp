@@ -53,7 +53,7 @@ std::vector<fs::path> jobDirectories() {
 
 /// The job's folder when something is there.
 std::optional<fs::path> existingFolder(const JobJournal::Record& record) {
-  const auto folder = JobJournal::resolveFolder(record);
+  auto folder = JobJournal::resolveFolder(record);
   std::error_code ignored;
   if (!folder || !fs::exists(*folder, ignored)) return std::nullopt;
   return folder;

@@ -118,7 +118,7 @@ int execute(const Command& command) {
 
 }  // namespace
 
-int main(int count, char** arguments) {
+int runProgram(int count, char** arguments) {
   // For the widths of characters; the numbers of results keep their decimal point.
   std::setlocale(LC_CTYPE, "");
   CLI::App app("Puts the dates, positions and captions of an exported photo library back into its files.",

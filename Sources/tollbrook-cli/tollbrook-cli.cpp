@@ -1,3 +1,3 @@
 #include "Main.h"
 
-int main(int count, char** arguments) { return tollbrook::cli::main(count, arguments); }
+int main(int count, char** arguments) { return tollbrook::cli::runProgram(count, arguments); }
