@@ -9,8 +9,8 @@
 
 namespace tollbrook::test {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "tollbrook-test-XXXXXX").string();
+TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
+  std::string name = (parent / "tollbrook-test-XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
   path_ = name;
 }

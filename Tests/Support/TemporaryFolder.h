@@ -9,7 +9,8 @@ namespace tollbrook::test {
 /// A fresh folder that goes with everything in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder();
+  /// In the system's folder for temporary files, or in `parent`.
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path());
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;

@@ -1,0 +1,280 @@
+#include "Support/SafetyTest.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <fstream>
+
+#include "Support/Fixtures.h"
+
+namespace tollbrook::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view middleMark = "the middle of the video";
+constexpr std::string_view endMark = "the end of the video";
+
+std::uint32_t u32At(std::string_view bytes, std::size_t at) {
+  if (at + 4 > bytes.size()) return 0;
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+std::string jpegImageData(std::string_view bytes) {
+  if (!bytes.starts_with("\xff\xd8") || !bytes.ends_with("\xff\xd9")) return "";
+  // Segment after segment, since metadata may hold any bytes.
+  for (std::size_t at = 2; at + 4 <= bytes.size(); at += (u32At(bytes, at) & 0xffff) + 2) {
+    if (bytes.substr(at, 2) == "\xff\xda") return std::string(bytes.substr(at));
+  }
+  return "";
+}
+
+std::string pngImageData(std::string_view bytes) {
+  std::string data;
+  for (std::size_t at = 8; at + 12 <= bytes.size(); at += u32At(bytes, at) + 12) {
+    const std::string_view type = bytes.substr(at + 4, 4);
+    if (type == "IHDR" || type == "IDAT") data += bytes.substr(at, u32At(bytes, at) + 12);
+    if (type == "IEND") return at + 12 == bytes.size() ? data : "";
+  }
+  return "";
+}
+
+/// ISO/IEC 14496-12: where the payload of the first top-level box of this type is, and its size.
+std::optional<std::pair<std::uint64_t, std::uint64_t>> mediaBox(std::ifstream& file) {
+  std::string header(8, '\0');
+  for (std::uint64_t at = 0; file.seekg(static_cast<std::streamoff>(at)) && file.read(header.data(), 8);) {
+    const std::uint64_t size = u32At(header, 0);
+    if (header.substr(4) == "mdat") return std::pair(at + 8, size - 8);
+    if (size < 8) return std::nullopt;
+    at += size;
+  }
+  return std::nullopt;
+}
+
+std::string mp4ImageData(const fs::path& path, std::string_view bytes) {
+  std::ifstream file(path, std::ios::binary);
+  const auto box = mediaBox(file);
+  if (!box || box->first + box->second > bytes.size()) return "";
+  const std::size_t table = bytes.find("stco");
+  if (table == std::string_view::npos) return "";
+  const std::string_view sample = bytes.substr(std::min<std::size_t>(u32At(bytes, table + 12), bytes.size()));
+  if (!sample.starts_with(tinyJpeg())) return "";
+  return std::string(bytes.substr(box->first, box->second));
+}
+
+std::string stampOf(std::int64_t time) {
+  const std::time_t value = time;
+  std::tm calendar{};
+  gmtime_r(&value, &calendar);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &calendar);
+  return text;
+}
+
+std::map<fs::path, nlohmann::json> readAll(std::vector<std::string> what) {
+  std::vector<std::string> arguments{"-json", "-G1", "-n", "-api", "QuickTimeUTC=1"};
+  arguments.insert(arguments.end(), what.begin(), what.end());
+  const auto result =
+      Program::run({.program = "exiftool", .arguments = arguments, .environment = {{"TZ", "UTC"}}});
+  std::map<fs::path, nlohmann::json> all;
+  for (auto& entry : nlohmann::json::parse(result.output, nullptr, false)) {
+    all[entry.value("SourceFile", "")] = entry;
+  }
+  return all;
+}
+
+/// Whether some tag of this name, in whatever group, satisfies the condition.
+template <typename Condition>
+bool hasTag(const nlohmann::json& metadata, std::string_view name, Condition condition) {
+  for (const auto& [tag, value] : metadata.items()) {
+    if (tag.ends_with(':' + std::string(name)) && condition(value)) return true;
+  }
+  return false;
+}
+
+bool carriesTime(const nlohmann::json& metadata, std::int64_t time) {
+  const std::string stamp = stampOf(time);
+  const auto isStamp = [&](const nlohmann::json& value) {
+    return value.is_string() && value.get<std::string>().starts_with(stamp);
+  };
+  return hasTag(metadata, "DateTimeOriginal", isStamp) && hasTag(metadata, "CreateDate", isStamp);
+}
+
+}  // namespace
+
+std::string imageDataOf(const fs::path& file) {
+  const std::string bytes = readFile(file);
+  if (file.extension() == ".png") return pngImageData(bytes);
+  if (file.extension() == ".mp4") return mp4ImageData(file, bytes);
+  return jpegImageData(bytes);
+}
+
+std::map<fs::path, nlohmann::json> metadataBelow(const fs::path& folder) {
+  return readAll({"-r", "-ext", "jpg", "-ext", "png", "-ext", "mp4", folder.string()});
+}
+
+std::map<fs::path, nlohmann::json> metadataOf(const std::vector<fs::path>& files) {
+  if (files.empty()) return {};
+  return readAll({files.begin(), files.end()});
+}
+
+testing::AssertionResult carries(const nlohmann::json& metadata, const SidecarContents& wanted) {
+  const auto lacks = [&](const char* what) {
+    return testing::AssertionFailure() << "without its " << what << ": " << metadata.dump();
+  };
+  if (wanted.takenTime && !carriesTime(metadata, *wanted.takenTime)) return lacks("time");
+  const auto isNear = [](double expected) {
+    return [expected](const nlohmann::json& value) {
+      return value.is_number() && std::abs(value.get<double>() - expected) < 1e-4;
+    };
+  };
+  if (wanted.latitude && !hasTag(metadata, "GPSLatitude", isNear(*wanted.latitude))) return lacks("latitude");
+  if (wanted.longitude && !hasTag(metadata, "GPSLongitude", isNear(*wanted.longitude)))
+    return lacks("longitude");
+  const auto isCaption = [&](const nlohmann::json& value) { return value == *wanted.caption; };
+  if (wanted.caption && !hasTag(metadata, "Description", isCaption)) return lacks("caption");
+  return testing::AssertionSuccess();
+}
+
+testing::AssertionResult isDated(const fs::path& file, const SidecarContents& wanted) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return testing::AssertionFailure() << file << " is gone";
+  if (status.st_mtime == wanted.takenTime.value()) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << file << " is dated " << status.st_mtime << ", not "
+                                     << *wanted.takenTime;
+}
+
+SafetyTest::SafetyTest(const fs::path& parent) : folder_(parent), store_(parent) {}
+
+Photo SafetyTest::addPhoto(std::string_view name) {
+  ++made_;
+  return addPhoto(name, {.takenTime = 1425445567 + made_ * 86400,
+                         .latitude = 48.1 + static_cast<double>(made_) / 100,
+                         .longitude = 11.5,
+                         .altitude = 500,
+                         .caption = "Number " + std::to_string(made_)});
+}
+
+Photo SafetyTest::addPhoto(std::string_view name, const SidecarContents& wanted) {
+  const fs::path path = folder_ / name;
+  const std::string extension = path.extension().string();
+  writePair(path, extension == ".png" ? tinyPng() : extension == ".mp4" ? tinyMp4(4096) : tinyJpeg(), wanted);
+  return {.path = path, .wanted = wanted, .imageData = imageDataOf(path)};
+}
+
+Photo SafetyTest::addVideo(std::string_view name, std::uint32_t mediaSize) {
+  Photo video = addPhoto(name);
+  writeMp4(video.path, mediaSize);
+  std::fstream file(video.path, std::ios::binary | std::ios::in | std::ios::out);
+  file.seekp(mediaSize / 2);
+  file << middleMark;
+  file.seekp(-static_cast<std::streamoff>(endMark.size()), std::ios::end);
+  file << endMark;
+  EXPECT_TRUE(file.flush().good());
+  video.imageData.clear();
+  return video;
+}
+
+testing::AssertionResult SafetyTest::isWholeVideo(const Photo& video, std::uint32_t mediaSize) {
+  std::ifstream file(video.path, std::ios::binary);
+  const auto box = mediaBox(file);
+  if (!box) return testing::AssertionFailure() << video.path << " has no media data";
+  if (box->second != mediaSize) return testing::AssertionFailure() << box->second << " bytes of media data";
+  // Where the mark was put, seen from the media data: in a new video all before it is of a fixed length.
+  TemporaryFolder other;
+  writeMp4(other / "fresh.mp4", mediaSize);
+  std::ifstream fresh(other / "fresh.mp4", std::ios::binary);
+  const std::uint64_t middle = mediaSize / 2 - mediaBox(fresh)->first;
+  std::string expected;
+  std::string piece;
+  for (std::uint64_t at = 0; at < mediaSize; at += piece.size()) {
+    piece.resize(std::min<std::uint64_t>(1 << 20, mediaSize - at));
+    expected.assign(piece.size(), '\0');
+    const auto put = [&](std::uint64_t where, std::string_view what) {
+      for (std::size_t i = 0; i < what.size(); ++i) {
+        if (where + i >= at && where + i < at + expected.size()) expected[where + i - at] = what[i];
+      }
+    };
+    put(0, tinyJpeg());
+    put(middle, middleMark);
+    put(mediaSize - endMark.size(), endMark);
+    file.seekg(static_cast<std::streamoff>(box->first + at));
+    if (!file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || piece != expected) {
+      return testing::AssertionFailure() << video.path << " differs after " << at << " bytes";
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
+Program::Call SafetyTest::command(std::vector<std::string> arguments) const {
+  return {.program = TOLLBROOK_CLI,
+          .arguments = std::move(arguments),
+          .environment = {{"XDG_DATA_HOME", store_.path().string()}}};
+}
+
+fs::path SafetyTest::job(const fs::path& folder) const {
+  std::error_code none;
+  for (const auto& entry : fs::directory_iterator(store_ / "Tollbrook/jobs", none)) {
+    if (!fs::exists(entry.path() / "job.json")) continue;
+    const auto json = nlohmann::json::parse(readFile(entry.path() / "job.json"), nullptr, false);
+    if (json.value("folderPath", "") == folder) return entry.path();
+  }
+  return {};
+}
+
+nlohmann::json SafetyTest::record() const {
+  const fs::path directory = job();
+  return directory.empty() ? nlohmann::json() : nlohmann::json::parse(readFile(directory / "job.json"));
+}
+
+std::vector<std::string> SafetyTest::finished() const {
+  std::vector<std::string> lines;
+  const fs::path directory = job();
+  if (directory.empty()) return lines;
+  const std::string log = readFile(directory / "done.log");
+  for (std::size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
+    lines.push_back(log.substr(at, end - at));
+  }
+  if (!lines.empty() && lines[0] == "v1") lines.erase(lines.begin());
+  return lines;
+}
+
+std::vector<std::string> SafetyTest::leftovers() const {
+  std::vector<std::string> names;
+  std::error_code gone;
+  for (fs::recursive_directory_iterator entry(root(), gone); entry != fs::recursive_directory_iterator();
+       entry.increment(gone)) {
+    const std::string name = entry->path().filename().string();
+    if (name.starts_with(".tollbrook-") || name.find("_exiftool_tmp") != std::string::npos) {
+      names.push_back(entry->path().string());
+    }
+  }
+  return names;
+}
+
+bool SafetyTest::isBeingWritten(std::uintmax_t bytes) const {
+  const auto names = leftovers();
+  std::error_code gone;
+  return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+    const auto size = fs::file_size(name, gone);
+    return !gone && size >= bytes;
+  });
+}
+
+void SafetyTest::expectAllRestored(const std::vector<Photo>& photos) const {
+  const auto metadata = metadataBelow(root());
+  for (const Photo& photo : photos) {
+    SCOPED_TRACE(photo.path);
+    const auto found = metadata.find(photo.path);
+    EXPECT_TRUE(carries(found->second, photo.wanted));
+    EXPECT_TRUE(isDated(photo.path, photo.wanted));
+    EXPECT_TRUE(photo.imageData.empty() || imageDataOf(photo.path) == photo.imageData);
+  }
+  EXPECT_TRUE(leftovers().empty());
+}
+
+}  // namespace tollbrook::test
