@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -344,6 +345,16 @@ TEST_F(WorkRunnerTest, SetsTheDatesAfterTheEmbeddedWrite) {
   run();
   EXPECT_EQ(test::readFile(*this / "a.jpg"), "xmore\n");
   EXPECT_EQ(Platform::fileDates(*this / "a.jpg").modification, fromEpoch(taken));
+}
+
+TEST_F(WorkRunnerTest, DatesAFileThatNobodyMayOpenAndDoesNotRecordIt) {
+  useExifTool("exit 1\n");
+  writePair(*this / "a.jpg", "x");
+  ASSERT_EQ(chmod((*this / "a.jpg").c_str(), 0), 0);
+  EXPECT_EQ(run().datesSet, 1);
+  EXPECT_EQ(Platform::fileDates(*this / "a.jpg").modification, fromEpoch(taken));
+  // Who may open every file may also force it to disk.
+  EXPECT_EQ(doneLog(), geteuid() == 0 ? "v1\na.jpg\n" : "v1\n");
 }
 
 TEST_F(WorkRunnerTest, LocksTheFolderWhileItWritesThereAndOnlyThen) {

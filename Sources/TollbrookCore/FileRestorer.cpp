@@ -20,12 +20,12 @@ bool areDatesNear(const Platform::FileDates& dates, TimePoint date, double toler
   return isNear(dates.creation) || isNear(dates.modification);
 }
 
-bool forceFileToDisk(const FileRestorer::Target& target) {
+std::error_code forceFileToDisk(const FileRestorer::Target& target) {
   constexpr int flags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   Files::Descriptor file(openat(target.folder, target.name.c_str(), O_RDONLY | flags));
   // A file that may be written but not read can still be forced to disk.
   if (!file) file = Files::Descriptor(openat(target.folder, target.name.c_str(), O_WRONLY | flags));
-  return file && !Platform::forceToDisk(file.get());
+  return file ? Platform::forceToDisk(file.get()) : Files::lastError();
 }
 
 }  // namespace
@@ -58,19 +58,26 @@ FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarDat
   if (!data.hasAnything()) return {.result = MetadataWriter::Failed{"Sidecar has no usable metadata"}};
   Outcome outcome;
   EmbeddedWriter::Result embedded;
+  bool mayBeDated = options_.writeFileDates;
   if (writer_) {
     embedded = writer_->write(target.path, data, options_.writeCaptions ? data.caption : std::nullopt);
     // Whatever the writer answered, it may have replaced the file.
-    outcome.durable = forceFileToDisk(target) && !Files::syncFolder(target.folder);
+    std::error_code error = forceFileToDisk(target);
+    // What nobody may open nobody has rewritten; its dates can be set all the same.
+    const bool isUntouched = error == std::errc::permission_denied;
+    if (!error) error = Files::syncFolder(target.folder);
+    outcome.durable = !error;
+    // A later run would take the file for finished by its dates.
+    if (error && !isUntouched) mayBeDated = false;
   }
 
   const std::optional<TimePoint> taken = MetadataWriter::writable(data).takenTime;
   bool dated = false;
   std::error_code dateError;
-  if (options_.writeFileDates && taken) {
+  if (mayBeDated && taken) {
     dateError = Platform::setFileDates(target.folder, target.name.c_str(), *taken);
     dated = !dateError;
-    if (dated) outcome.durable = forceFileToDisk(target) && outcome.durable;
+    if (dated) outcome.durable = !forceFileToDisk(target) && outcome.durable;
   }
 
   if (embedded.written || dated) {

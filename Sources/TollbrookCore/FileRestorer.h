@@ -15,8 +15,9 @@ namespace tollbrook {
 /// Puts sidecars' metadata onto files, one file at a time, for a single file as for a whole run. For each
 /// file the order is: embedded metadata written; the file and its folder forced to disk; the file dates set;
 /// the file forced to disk again. Dates that reached the disk before the data would make a later run take the
-/// file for finished. While a file is written its folder is locked, so that nobody takes away the writer's
-/// temporary files. One thread at a time.
+/// file for finished; for the same reason a file whose data cannot be forced to disk keeps its old dates.
+/// While a file is written its folder is locked, so that nobody takes away the writer's temporary files. One
+/// thread at a time.
 class FileRestorer {
  public:
   FileRestorer(const RestoreOptions& options, EmbeddedWriter::Settings settings);
