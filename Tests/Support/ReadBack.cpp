@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
+#include "Support/Program.h"
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Support/ChildProcess.h"
 
@@ -31,6 +33,22 @@ std::vector<nlohmann::json> metadataOfAll(const std::vector<std::filesystem::pat
 }
 
 nlohmann::json metadataOf(const std::filesystem::path& file) { return metadataOfAll({file})[0]; }
+
+std::map<std::filesystem::path, nlohmann::json> metadataBelow(const std::filesystem::path& folder) {
+  std::map<std::filesystem::path, nlohmann::json> result;
+  const auto& exifTool = ExifTool::path();
+  if (!exifTool) return result;
+  const auto reading = Program::run({exifTool->string(),
+                                     {"-q", "-q", "-json", "-a", "-G1", "-n", "-api", "QuickTimeUTC=1", "-r",
+                                      "--ext", "json", folder.string()}});
+  auto list = nlohmann::json::parse(reading.output, nullptr, false);
+  if (!list.is_array()) return result;
+  for (nlohmann::json& file : list) {
+    std::filesystem::path path = file.at("SourceFile").get<std::string>();
+    result.emplace(std::move(path), std::move(file));
+  }
+  return result;
+}
 
 std::string metadataValue(const nlohmann::json& metadata, std::string_view tag) {
   const auto entry = metadata.find(std::string(tag));

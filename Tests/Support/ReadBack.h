@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -13,6 +14,10 @@ nlohmann::json metadataOf(const std::filesystem::path& file);
 
 /// The same of several files, in order, for the price of one start of exiftool.
 std::vector<nlohmann::json> metadataOfAll(const std::vector<std::filesystem::path>& files);
+
+/// What it reads in every photo and video below `folder`, by path, from one call of exiftool; tags that stand
+/// in several groups are all there.
+std::map<std::filesystem::path, nlohmann::json> metadataBelow(const std::filesystem::path& folder);
 
 /// A value of that as text, empty when there is none.
 std::string metadataValue(const nlohmann::json& metadata, std::string_view tag);
