@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cmath>
 #include <functional>
+#include <sstream>
 
 #include "Commands.h"
 #include "Console.h"
@@ -146,7 +147,11 @@ int runProgram(int count, char** arguments) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::Success& asked) {
-    app.exit(asked);
+    // Printed as everything else is, so that an error of standard output is seen.
+    std::ostringstream text;
+    app.exit(asked, text, text);
+    const std::string shown = text.str();
+    Console::print(std::string_view(shown).substr(0, shown.find_last_not_of('\n') + 1));
     return Console::flush() ? done : cannotStart;
   } catch (const CLI::ParseError& error) {
     Console::complain(Console::shown(complaint(app, error)));
