@@ -37,10 +37,13 @@ std::vector<std::filesystem::path> CommandLine::jobs() const {
   return result;
 }
 
-std::string CommandLine::phase() const {
-  const auto all = jobs();
-  if (all.size() != 1 || !std::filesystem::exists(all[0] / "job.json")) return "";
-  return nlohmann::json::parse(readFile(all[0] / "job.json")).at("phase");
+std::string CommandLine::phase(const std::filesystem::path& folder) const {
+  for (const auto& job : jobs()) {
+    if (!std::filesystem::exists(job / "job.json")) continue;
+    const auto record = nlohmann::json::parse(readFile(job / "job.json"));
+    if (folder.empty() || record.at("folderPath") == folder.string()) return record.at("phase");
+  }
+  return "";
 }
 
 nlohmann::json oneDocument(const std::string& text) {
@@ -74,7 +77,7 @@ Program::Result stoppedWrite(const CommandLine& commandLine, const std::filesyst
   const FolderLock lock(folder);
   options.insert(options.begin(), {"write", folder.string()});
   Program program(commandLine.call(options));
-  EXPECT_TRUE(eventually([&] { return commandLine.phase() == "writing"; }));
+  EXPECT_TRUE(eventually([&] { return commandLine.phase(folder) == "writing"; }));
   program.send(signal);
   return program.wait();
 }

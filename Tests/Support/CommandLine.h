@@ -26,8 +26,8 @@ class CommandLine {
 
   /// The job directories, in any order.
   std::vector<std::filesystem::path> jobs() const;
-  /// The phase in the record of the only job; empty while there is none.
-  std::string phase() const;
+  /// The phase in the record of the job of `folder`, or of the only job; empty while there is none.
+  std::string phase(const std::filesystem::path& folder = {}) const;
   /// Whether nothing at all was written to the store.
   bool hasNoStore() const { return std::filesystem::is_empty(store_.path()); }
   const std::filesystem::path& store() const { return store_.path(); }
