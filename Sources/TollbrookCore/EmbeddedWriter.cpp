@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <utility>
 
 #include "TollbrookCore/MetadataWriter.h"
@@ -38,6 +39,24 @@ void giveBack(const std::filesystem::path& file, const Platform::FileAttributes&
   if (descriptor) Platform::applyAttributes(descriptor.get(), attributes);
 }
 
+/// What a child that was ended left of its new file; the next child would refuse to begin another. The caller
+/// holds the folder's lock, and the child is gone.
+void removeTemporary(const std::filesystem::path& file) {
+  const std::filesystem::path temporary = file.native() + "_exiftool_tmp";
+  std::error_code ignored;
+  if (std::filesystem::symlink_status(temporary, ignored).type() == std::filesystem::file_type::regular) {
+    std::filesystem::remove(temporary, ignored);
+  }
+}
+
+/// How long a slow disk takes to write such a file anew.
+std::chrono::milliseconds timeToCopy(const std::filesystem::path& file) {
+  constexpr std::uintmax_t bytesPerMillisecond = 5000;
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(file, error);
+  return std::chrono::milliseconds(error ? 0 : size / bytesPerMillisecond);
+}
+
 }  // namespace
 
 bool isImageIOExtension(std::string_view extension) {
@@ -53,6 +72,12 @@ EmbeddedWriter::~EmbeddedWriter() { close(); }
 
 EmbeddedWriter::Result EmbeddedWriter::write(const std::filesystem::path& file, const SidecarData& data,
                                              const std::optional<std::string>& caption) {
+  const SidecarData values = MetadataWriter::writable(data);
+  // Told to write nothing, exiftool would read the file and print what it finds.
+  if (!values.takenTime && !values.hasGPS() &&
+      (!caption || caption->find_first_not_of('\0') == std::string::npos)) {
+    return {};
+  }
   if (!settings_.exifTool) {
     const bool written = isImageIOExtension(fileExtension(file.filename().native())) &&
                          MetadataWriter::writeWithImageIO(file, data, caption);
@@ -76,8 +101,11 @@ EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::
     }
     // Before the next try: two children must not write the same file.
     letGoOfSession();
+    removeTemporary(file);
   }
-  const bool written = ExifTool::writeOnce(file, data, caption, settings_.exifTool, settings_.answerLimit);
+  const bool written =
+      ExifTool::writeOnce(file, data, caption, settings_.exifTool, settings_.answerLimit + timeToCopy(file));
+  if (!written) removeTemporary(file);
   return {written, written};
 }
 

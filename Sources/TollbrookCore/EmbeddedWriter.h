@@ -24,6 +24,8 @@ class EmbeddedWriter {
  public:
   struct Settings {
     std::optional<std::filesystem::path> exifTool = ExifTool::path();
+    /// For one command to a session. A process of its own gets as long, and the time to copy its file
+    /// besides.
     std::chrono::milliseconds answerLimit = ExifTool::answerLimit;
     bool useSession = true;  ///< false: one exiftool process per file
   };
@@ -40,8 +42,9 @@ class EmbeddedWriter {
   EmbeddedWriter(const EmbeddedWriter&) = delete;
   EmbeddedWriter& operator=(const EmbeddedWriter&) = delete;
 
-  /// Writes `data` and `caption` into `file`. Mode, owner and extended attributes of the file survive; its
-  /// new bytes are not yet forced to disk.
+  /// Writes `data` and `caption` into `file`, whose folder's lock the caller holds. Nothing is attempted when
+  /// there is nothing to write. Mode, owner and extended attributes of the file survive; its new bytes are
+  /// not yet forced to disk.
   Result write(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::string>& caption);
 

@@ -1,6 +1,9 @@
 #include "TollbrookCore/FileRestorer.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
@@ -26,6 +29,18 @@ std::error_code forceFileToDisk(const FileRestorer::Target& target) {
   // A file that may be written but not read can still be forced to disk.
   if (!file) file = Files::Descriptor(openat(target.folder, target.name.c_str(), O_WRONLY | flags));
   return file ? Platform::forceToDisk(file.get()) : Files::lastError();
+}
+
+// Whether the file system could take another file of this size. A writer that ran out of room leaves the file
+// as it was and may not say so; the next run is to find it unfinished.
+bool hasRoomForCopy(const FileRestorer::Target& target) {
+  constexpr std::uint64_t metadata = std::uint64_t{64} << 10;
+  struct stat file {};
+  struct statvfs system {};
+  if (fstatat(target.folder, target.name.c_str(), &file, AT_SYMLINK_NOFOLLOW) != 0) return true;
+  if (fstatvfs(target.folder, &system) != 0) return true;
+  const std::uint64_t free = std::uint64_t{system.f_bavail} * system.f_frsize;
+  return free >= static_cast<std::uint64_t>(file.st_size) + metadata;
 }
 
 }  // namespace
@@ -54,28 +69,44 @@ std::optional<Files::Lock> FileRestorer::lockFolder(int folder, const std::funct
   return lock;
 }
 
+FileRestorer::EmbeddedStep FileRestorer::embed(const Target& target, const SidecarData& data) {
+  EmbeddedStep step;
+  // Every writer makes its new file beside the old one.
+  if (faccessat(target.folder, ".", W_OK, AT_EACCESS) != 0) return step;
+  const EmbeddedWriter::Result result =
+      writer_->write(target.path, data, options_.writeCaptions ? data.caption : std::nullopt);
+  if (!result.confirmed && !hasRoomForCopy(target)) {
+    step.mayBeDated = false;
+    return step;
+  }
+  step.written = result.written;
+  step.confirmed = result.confirmed;
+  // Whatever the writer answered, it may have replaced the file.
+  std::error_code error = forceFileToDisk(target);
+  // What nobody may open nobody has rewritten; its dates can be set all the same.
+  const bool isUntouched = error == std::errc::permission_denied;
+  if (!error) error = Files::syncFolder(target.folder);
+  step.durable = !error;
+  step.mayBeDated = !error || isUntouched;
+  return step;
+}
+
 FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarData& data) {
   if (!data.hasAnything()) return {.result = MetadataWriter::Failed{"Sidecar has no usable metadata"}};
-  Outcome outcome;
-  EmbeddedWriter::Result embedded;
-  bool mayBeDated = options_.writeFileDates;
-  if (writer_) {
-    embedded = writer_->write(target.path, data, options_.writeCaptions ? data.caption : std::nullopt);
-    // Whatever the writer answered, it may have replaced the file.
-    std::error_code error = forceFileToDisk(target);
-    // What nobody may open nobody has rewritten; its dates can be set all the same.
-    const bool isUntouched = error == std::errc::permission_denied;
-    if (!error) error = Files::syncFolder(target.folder);
-    outcome.durable = !error;
-    // A later run would take the file for finished by its dates.
-    if (error && !isUntouched) mayBeDated = false;
+  // Until the lock was had, something else may have taken the file's place; a writer would enter a folder.
+  struct stat status {};
+  if (fstatat(target.folder, target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !S_ISREG(status.st_mode)) {
+    return {.result = MetadataWriter::Failed{"Nothing was written"}};
   }
-
-  const std::optional<TimePoint> taken = MetadataWriter::writable(data).takenTime;
+  const SidecarData writable = MetadataWriter::writable(data);
+  const EmbeddedStep embedded = writer_ ? embed(target, data) : EmbeddedStep{};
+  Outcome outcome;
+  outcome.durable = embedded.durable;
   bool dated = false;
   std::error_code dateError;
-  if (mayBeDated && taken) {
-    dateError = Platform::setFileDates(target.folder, target.name.c_str(), *taken);
+  if (options_.writeFileDates && embedded.mayBeDated && writable.takenTime) {
+    dateError = Platform::setFileDates(target.folder, target.name.c_str(), *writable.takenTime);
     dated = !dateError;
     if (dated) outcome.durable = !forceFileToDisk(target) && outcome.durable;
   }
@@ -83,13 +114,17 @@ FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarDat
   if (embedded.written || dated) {
     outcome.result = MetadataWriter::Applied{.dates = dated, .embedded = embedded.written};
   } else if (dateError) {
-    outcome.result = MetadataWriter::Failed{"Could not set file dates: " + dateError.message()};
+    outcome.result = MetadataWriter::datesNotSet(dateError);
   } else {
     outcome.result = MetadataWriter::Failed{"Nothing was written"};
   }
-  const bool everythingIsInTheFile = embedded.confirmed && MetadataWriter::writable(data) == data;
+  const bool everythingIsInTheFile = embedded.confirmed && writable == data;
   outcome.sidecarIsSpent = outcome.durable && (writer_ ? everythingIsInTheFile : dated);
   return outcome;
+}
+
+MetadataWriter::Failed MetadataWriter::datesNotSet(const std::error_code& error) {
+  return {"Could not set file dates: " + error.message()};
 }
 
 bool MetadataWriter::datesMatch(const std::filesystem::path& file, TimePoint date, double tolerance) {

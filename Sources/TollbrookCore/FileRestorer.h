@@ -51,6 +51,15 @@ class FileRestorer {
   void close();
 
  private:
+  // What became of the embedded write.
+  struct EmbeddedStep {
+    bool written = false;
+    bool confirmed = false;
+    bool durable = true;
+    bool mayBeDated = true;  ///< false when dates would make a later run take the file for finished
+  };
+  EmbeddedStep embed(const Target& target, const SidecarData& data);
+
   RestoreOptions options_;
   std::optional<EmbeddedWriter> writer_;  ///< only when embedded metadata is wanted
 };

@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <climits>
+#include <initializer_list>
 #include <limits>
 #include <thread>
 
@@ -23,7 +25,7 @@ constexpr std::string_view ownTemporaryPrefix = ".tollbrook-";
 constexpr std::string_view exifToolTemporaryMark = "_exiftool_tmp";
 
 // When a program dies, the lock on its folder goes a moment before the exiftool that it had running; taking a
-// file away from an exiftool that is about to rename it would lose the photo. Whatever rested for this long
+// file away from an exiftool that is about to rename it would lose the photo. Whatever rests for this long
 // has nobody.
 constexpr std::chrono::milliseconds exifToolRest(250);
 
@@ -51,13 +53,20 @@ unsigned char typeOf(int directory, const char* name, unsigned char type) {
   return S_ISDIR(status.st_mode) ? DT_DIR : DT_UNKNOWN;
 }
 
-// How long the file has rested: since its bytes, dates or name last changed.
-std::chrono::duration<double> restOf(const struct stat& status) {
-  return now() - Platform::lastChange(status);
-}
+// Enough of a file to see that somebody is still at work on it.
+struct FileState {
+  TimePoint lastChange;
+  std::int64_t size;
 
-bool isRegularFile(int directory, const char* name, struct stat& status) {
-  return fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
+  bool operator==(const FileState&) const = default;
+};
+
+// None when it is no regular file.
+std::optional<FileState> stateOf(int directory, const char* name) {
+  struct stat status {};
+  if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(status.st_mode))
+    return std::nullopt;
+  return FileState{Platform::lastChange(status), status.st_size};
 }
 
 }  // namespace
@@ -70,6 +79,11 @@ std::string Folder::relativePath(std::string_view name) const {
   result.reserve(relative_.size() + 1 + name.size());
   if (!relative_.empty()) result.append(relative_).push_back('/');
   return result.append(name);
+}
+
+bool Folder::isStillAtItsPath() const {
+  struct stat status {};
+  return stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
 }
 
 int Folder::descriptor() {
@@ -142,12 +156,14 @@ bool Folder::read() {
   const std::unique_ptr<DIR, DirectoryCloser> directory(fdopendir(own.get()));
   if (!directory) return false;
   own.release();
-  while (const dirent* entry = readdir(directory.get())) {
+  for (errno = 0; const dirent* entry = readdir(directory.get()); errno = 0) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
     if (names_.size() > std::numeric_limits<std::uint32_t>::max() - NAME_MAX - 1) break;
     addEntry(name, typeOf(descriptor_.get(), entry->d_name, entry->d_type));
   }
+  // Half a list would leave photos without the sidecars in its other half.
+  if (errno != 0) return false;
   return true;
 }
 
@@ -155,18 +171,18 @@ void Folder::removeLeftovers() {
   if (leftovers_.empty() || descriptor() < 0) return;
   Files::Lock lock;
   if (lock.tryAcquire(descriptor()) != Files::Lock::Outcome::held) return;
+  std::vector<std::optional<FileState>> before;
+  bool mustRest = false;
   for (const std::uint32_t offset : leftovers_) {
-    const char* name = nameAt(offset);
-    struct stat status {};
-    if (!isRegularFile(descriptor(), name, status)) continue;
-    if (!std::string_view(name).starts_with(ownTemporaryPrefix)) {
-      const auto rested = restOf(status);
-      if (rested < exifToolRest && rested >= rested.zero()) {
-        std::this_thread::sleep_for(exifToolRest - rested);
-        if (!isRegularFile(descriptor(), name, status) || restOf(status) < exifToolRest) continue;
-      }
-    }
-    unlinkat(descriptor(), name, 0);
+    before.push_back(stateOf(descriptor(), nameAt(offset)));
+    mustRest =
+        mustRest || (before.back() && !std::string_view(nameAt(offset)).starts_with(ownTemporaryPrefix));
+  }
+  if (mustRest) std::this_thread::sleep_for(exifToolRest);
+  for (std::size_t i = 0; i < leftovers_.size(); ++i) {
+    const char* name = nameAt(leftovers_[i]);
+    if (!before[i] || stateOf(descriptor(), name) != before[i]) continue;
+    if (!Platform::isOpenElsewhere(descriptor(), name)) unlinkat(descriptor(), name, 0);
   }
 }
 
@@ -175,7 +191,9 @@ class Walk {
   Walk(bool recursive, Visitor& visitor) : recursive_(recursive), visitor_(visitor) {}
 
   void run(const std::filesystem::path& root) {
-    enter(root, {}, Files::Descriptor(open(root.c_str(), openFolderFlags)));
+    Files::Descriptor descriptor(open(root.c_str(), openFolderFlags));
+    if (!descriptor) noteUnlessPassedOver(root, errno);
+    enter(root, {}, std::move(descriptor));
     bool stopped = false;
     while (!stack_.empty()) {
       if (stopped || stack_.back()->next_ == stack_.back()->entries_.size()) {
@@ -200,7 +218,10 @@ class Walk {
   }
 
   void visit(Folder& folder, const char* name) {
-    if (folder.descriptor() < 0) return;
+    if (folder.descriptor() < 0) {
+      visitor_.lost(folder.path_ / name);
+      return;
+    }
     if (!folder.visited_) folder.removeLeftovers();
     folder.visited_ = true;
     visitor_.visit(folder, name);
@@ -209,9 +230,16 @@ class Walk {
   void descend(Folder& folder, const char* name) {
     const int parent = folder.descriptor();
     std::filesystem::path path = folder.path_ / name;
-    if (parent < 0 || path.native().size() >= PATH_MAX) return;
+    if (path.native().size() >= PATH_MAX) return;
+    if (parent < 0) {
+      visitor_.lost(path);
+      return;
+    }
     Files::Descriptor child(openat(parent, name, openFolderFlags | O_NOFOLLOW));
-    if (!child) return;
+    if (!child) {
+      noteUnlessPassedOver(path, errno);
+      return;
+    }
     folder.closeDescriptor();
     enter(std::move(path), folder.relativePath(name), std::move(child));
   }
@@ -220,8 +248,21 @@ class Walk {
     if (!descriptor) return;
     auto folder =
         std::unique_ptr<Folder>(new Folder(std::move(path), std::move(relative), std::move(descriptor)));
-    if (!folder->read() || isBelowItself(*folder)) return;
-    stack_.push_back(std::move(folder));
+    errno = 0;
+    if (!folder->read()) {
+      noteUnlessPassedOver(folder->path_, errno);
+    } else if (!isBelowItself(*folder)) {
+      stack_.push_back(std::move(folder));
+    }
+  }
+
+  // A folder that is closed to us, or gone, is passed over; one that the system failed to read is another
+  // matter.
+  void noteUnlessPassedOver(const std::filesystem::path& folder, int error) {
+    for (const int passedOver : {EACCES, EPERM, ENOENT, ENOTDIR, ELOOP}) {
+      if (error == passedOver) return;
+    }
+    visitor_.lost(folder);
   }
 
   // A folder mounted below itself would be walked for ever.

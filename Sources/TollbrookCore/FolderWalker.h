@@ -33,6 +33,8 @@ class Folder {
   /// The open folder, for calls relative to it; stays open until the walk descends or leaves. -1 when it is
   /// gone.
   int descriptor();
+  /// Whether the folder's path still leads to it: calls by path could reach another folder else.
+  bool isStillAtItsPath() const;
   /// The JSON names, in directory order, hidden ones included, and the index over them; made on first use.
   const SidecarMatcher::Index& sidecars() const;
   /// Notes that a media file has the sidecar at this position; a position counts once.
@@ -86,6 +88,9 @@ class Visitor {
   virtual void visit(Folder& folder, const char* mediaName) = 0;
   /// Called when the walk leaves a folder in which something was visited, also when it was stopped.
   virtual void leave(Folder&) {}
+  /// Called for what the walk should have entered or visited and could not because the system failed or it
+  /// was moved away meanwhile. (What this user may not read is passed over without a word.)
+  virtual void lost(const std::filesystem::path&) {}
 };
 
 /// Walks `root` (which may be a link to a folder), its subfolders only when `recursive`. Returns at once when

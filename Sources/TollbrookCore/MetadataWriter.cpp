@@ -25,13 +25,16 @@ EmbeddedWriter::Settings oneShot() {
 }
 
 // What restoring one file comes to, and whether its sidecar may go.
-FileRestorer::Outcome restoreOne(FileRestorer& restorer, const std::filesystem::path& media,
-                                 const SidecarData& data) {
+FileRestorer::Outcome restoreOne(FileRestorer& restorer, const RestoreOptions& options,
+                                 const std::filesystem::path& media, const SidecarData& data) {
   if (!data.hasAnything()) return {.result = Failed{"Sidecar has no usable metadata"}};
   const std::filesystem::path file = Files::standardized(media);
   const Files::Descriptor folder(
       open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
-  if (!folder) return {.result = Failed{"Nothing was written"}};
+  if (!folder) {
+    const bool datesWanted = options.writeFileDates && writable(data).takenTime;
+    return {.result = datesWanted ? datesNotSet(Files::lastError()) : Failed{"Nothing was written"}};
+  }
   const FileRestorer::Target target{.path = file, .folder = folder.get(), .name = file.filename().native()};
   if (restorer.isToBeSkipped(target, data)) return {.result = Skipped{}};
   const auto lock = FileRestorer::lockFolder(folder.get(), {});
@@ -69,7 +72,7 @@ std::string message(const Result& result) {
 
 Result restore(const std::filesystem::path& media, const SidecarData& data, const RestoreOptions& options) {
   FileRestorer restorer(options, oneShot());
-  return restoreOne(restorer, media, data).result;
+  return restoreOne(restorer, options, media, data).result;
 }
 
 bool writeWithImageIO(const std::filesystem::path&, const SidecarData&, const std::optional<std::string>&) {
@@ -90,15 +93,16 @@ std::pair<std::vector<MediaPair>, RestoreOutcome> restoreTree(
     if (!pair.isReady()) continue;
     ++outcome.attempted;
     if (progress) progress(outcome.attempted, total);
-    const FileRestorer::Outcome restored = restoreOne(restorer, pair.media, *pair.data);
+    const FileRestorer::Outcome restored = restoreOne(restorer, options, pair.media, *pair.data);
     pair.status = status(restored.result);
     pair.message = message(restored.result);
     if (std::holds_alternative<Failed>(restored.result)) {
       outcome.errors.push_back(pair.media.filename().native() + ": " + *pair.message);
       continue;
     }
-    // An edited copy or a duplicate shares the sidecar; it goes with the last of them.
-    const bool lastUse = pair.sidecar && --uses[*pair.sidecar] == 0;
+    // An edited copy or a duplicate shares the sidecar: it goes with the last of them, once all have got all
+    // of it.
+    const bool lastUse = pair.sidecar && restored.sidecarIsSpent && --uses[*pair.sidecar] == 0;
     if (std::holds_alternative<Skipped>(restored.result)) {
       ++outcome.skipped;
       continue;
@@ -107,8 +111,7 @@ std::pair<std::vector<MediaPair>, RestoreOutcome> restoreTree(
     if (applied.dates) ++outcome.datesSet;
     if (applied.embedded) ++outcome.embeddedWritten;
     std::error_code notDeleted;
-    if (options.deleteSidecars && lastUse && restored.sidecarIsSpent &&
-        std::filesystem::remove(*pair.sidecar, notDeleted)) {
+    if (options.deleteSidecars && lastUse && std::filesystem::remove(*pair.sidecar, notDeleted)) {
       ++outcome.deletedSidecars;
     }
   }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -31,6 +32,9 @@ struct Skipped {
   bool operator==(const Skipped&) const = default;
 };
 using Result = std::variant<Applied, Failed, Skipped>;
+
+/// The failure of a file whose dates could not be set.
+Failed datesNotSet(const std::error_code& error);
 
 PairStatus status(const Result& result);
 std::string message(const Result& result);

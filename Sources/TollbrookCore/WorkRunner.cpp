@@ -19,30 +19,38 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds betweenSaves(2);
 constexpr std::int64_t filesPerReport = 5;
 
-// The media files of one folder by the sidecar that each of them leads to.
-using Claims = std::unordered_multimap<std::size_t, std::string>;
-
-Claims claimsIn(const Folder& folder) {
-  Claims claims;
-  for (const std::string_view name : folder.mediaNames()) {
-    if (const auto sidecar = folder.sidecars().match(name)) claims.emplace(*sidecar, name);
+// Who needs which sidecar of one folder.
+struct Claims {
+  explicit Claims(const Folder& folder) {
+    for (const std::string_view name : folder.mediaNames()) {
+      if (const auto sidecar = folder.sidecars().match(name)) ++open[*sidecar];
+    }
   }
-  return claims;
-}
+  /// By the sidecar's position: how many media files lead to it and have not got all of it in this run.
+  std::unordered_map<std::size_t, std::size_t> open;
+};
 
 class Run : public FolderWalker::Visitor {
  public:
-  Run(const RestoreOptions& options, JobJournal& journal, std::int64_t totalHint,
-      const std::function<bool()>& cancel, const std::function<void(const WorkProgress&)>& report,
-      const EmbeddedWriter::Settings& writer)
-      : options_(options), journal_(journal), cancel_(cancel), report_(report), restorer_(options, writer) {
+  Run(const std::filesystem::path& root, const RestoreOptions& options, JobJournal& journal,
+      std::int64_t totalHint, const std::function<bool()>& cancel,
+      const std::function<void(const WorkProgress&)>& report, const EmbeddedWriter::Settings& writer)
+      : root_(Files::standardized(root)),
+        options_(options),
+        journal_(journal),
+        cancel_(cancel),
+        report_(report),
+        restorer_(options, writer) {
     progress_.total = totalHint;
   }
 
-  bool shouldCancel() override { return cancel_(); }
+  bool shouldCancel() override {
+    stopped_ = stopped_ || cancel_();
+    return stopped_;
+  }
 
   void visit(Folder& folder, const char* name) override {
-    if (cancel_()) {
+    if (shouldCancel()) {
       outcome_.cancelled = true;
       return;
     }
@@ -71,9 +79,17 @@ class Run : public FolderWalker::Visitor {
 
   void leave(Folder& folder) override { claims_.erase(&folder); }
 
+  void lost(const std::filesystem::path& path) override {
+    sawEverything_ = false;
+    fail(path.lexically_relative(root_).native(), "Could not be read");
+  }
+
   RestoreOutcome finish() {
-    if (cancel_()) {
+    if (shouldCancel()) {
       outcome_.cancelled = true;
+      saveCounts();
+    } else if (!sawEverything_) {
+      // Not complete: what could not be read may be readable next time.
       saveCounts();
     } else {
       journal_.markComplete();
@@ -90,7 +106,7 @@ class Run : public FolderWalker::Visitor {
         .path = folder.path() / name, .folder = folder.descriptor(), .name = name};
     const bool skip = restorer_.isToBeSkipped(target, data);
     std::optional<Files::Lock> lock;
-    if (!skip && !(lock = FileRestorer::lockFolder(target.folder, cancel_))) {
+    if (!skip && !(lock = FileRestorer::lockFolder(target.folder, [this] { return shouldCancel(); }))) {
       outcome_.cancelled = true;
       return false;
     }
@@ -101,16 +117,18 @@ class Run : public FolderWalker::Visitor {
       journal_.markDoneRelative(*progress_.currentName);
       return true;
     }
-    const FileRestorer::Outcome restored = restorer_.write(target, data);
-    if (const auto* failed = std::get_if<MetadataWriter::Failed>(&restored.result)) {
-      fail(failed->message);
+    if (!folder.isStillAtItsPath()) {
+      sawEverything_ = false;
+      fail(*progress_.currentName, "Nothing was written");
       return true;
     }
-    const auto& applied = std::get<MetadataWriter::Applied>(restored.result);
-    if (applied.dates) ++outcome_.datesSet;
-    if (applied.embedded) ++outcome_.embeddedWritten;
-    ++progress_.written;
-    if (options_.deleteSidecars && restored.sidecarIsSpent) deleteSidecar(folder, name, sidecar);
+    const FileRestorer::Outcome restored = restorer_.write(target, data);
+    if (const auto* failed = std::get_if<MetadataWriter::Failed>(&restored.result)) {
+      fail(*progress_.currentName, failed->message);
+      return true;
+    }
+    count(std::get<MetadataWriter::Applied>(restored.result));
+    if (options_.deleteSidecars && restored.sidecarIsSpent) deleteSidecar(folder, sidecar);
     lock.reset();
     if (restored.durable) {
       journal_.markDoneRelative(*progress_.currentName);
@@ -120,30 +138,25 @@ class Run : public FolderWalker::Visitor {
     return true;
   }
 
-  void fail(const std::string& message) {
+  void count(const MetadataWriter::Applied& applied) {
+    if (applied.dates) ++outcome_.datesSet;
+    if (applied.embedded) ++outcome_.embeddedWritten;
+    ++progress_.written;
+  }
+
+  void fail(const std::string& name, const std::string& message) {
     ++outcome_.failed;
     ++progress_.failed;
-    if (outcome_.errors.size() < mostErrorLines) {
-      outcome_.errors.push_back(*progress_.currentName + ": " + message);
-    }
+    if (outcome_.errors.size() < mostErrorLines) outcome_.errors.push_back(name + ": " + message);
   }
 
-  void deleteSidecar(Folder& folder, std::string_view media, std::size_t sidecar) {
-    if (isNeededByAnother(folder, media, sidecar)) return;
+  // An edited copy or a duplicate shares the sidecar of its original: it goes with the last of them, and only
+  // when this run put all of it into each.
+  void deleteSidecar(Folder& folder, std::size_t sidecar) {
+    Claims& claims = claims_.try_emplace(&folder, folder).first->second;
+    if (--claims.open[sidecar] > 0) return;
     const std::string& name = folder.sidecars().jsonNames()[sidecar];
     if (unlinkat(folder.descriptor(), name.c_str(), 0) == 0) ++outcome_.deletedSidecars;
-  }
-
-  // An edited copy or a duplicate shares the sidecar of its original.
-  bool isNeededByAnother(Folder& folder, std::string_view media, std::size_t sidecar) {
-    auto claims = claims_.find(&folder);
-    if (claims == claims_.end()) claims = claims_.emplace(&folder, claimsIn(folder)).first;
-    const auto [begin, end] = claims->second.equal_range(sidecar);
-    for (auto claim = begin; claim != end; ++claim) {
-      if (claim->second != media && !journal_.containsRelative(folder.relativePath(claim->second)))
-        return true;
-    }
-    return false;
   }
 
   // A job that was complete is unfinished again from its first new file on, so that a crash is resumed.
@@ -169,6 +182,7 @@ class Run : public FolderWalker::Visitor {
     if (report_ && (progress_.seen == 1 || progress_.seen % filesPerReport == 0)) report_(progress_);
   }
 
+  const std::filesystem::path root_;
   const RestoreOptions options_;
   JobJournal& journal_;
   const std::function<bool()>& cancel_;
@@ -180,6 +194,8 @@ class Run : public FolderWalker::Visitor {
   std::unordered_map<const Folder*, Claims>
       claims_;  ///< of the folders the walk is in, made when first asked for
   bool started_ = false;
+  bool stopped_ = false;
+  bool sawEverything_ = true;
   Clock::time_point lastSave_ = Clock::now();
 };
 
@@ -189,7 +205,7 @@ RestoreOutcome run(const std::filesystem::path& root, bool recursive, const Rest
                    JobJournal& journal, std::int64_t totalHint, const std::function<bool()>& shouldCancel,
                    const std::function<void(const WorkProgress&)>& progress,
                    const EmbeddedWriter::Settings& writer) {
-  Run run(options, journal, totalHint, shouldCancel, progress, writer);
+  Run run(root, options, journal, totalHint, shouldCancel, progress, writer);
   FolderWalker::walk(root, recursive, run);
   return run.finish();
 }

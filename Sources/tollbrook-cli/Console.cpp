@@ -42,7 +42,12 @@ void print(std::string_view line) {
 
 void printDocument(const nlohmann::ordered_json& document) { print(document.dump(1)); }
 
-void complain(std::string_view line) { fmt::print(stderr, "tollbrook-cli: {}\n", line); }
+void complain(std::string_view line) { tell(fmt::format("tollbrook-cli: {}\n", line)); }
+
+void tell(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
+}
 
 bool flush() {
   if (std::fflush(stdout) != 0 && outputError == 0) outputError = errno;

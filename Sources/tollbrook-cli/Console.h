@@ -16,6 +16,9 @@ void printDocument(const nlohmann::ordered_json& document);
 /// One line on standard error, behind the program's name.
 void complain(std::string_view line);
 
+/// Text on standard error as it stands. Nobody to hear it is no error: the work does not depend on it.
+void tell(std::string_view text);
+
 /// Forces out what was printed. False, after saying so, when it could not be written; a reader who went away
 /// is no error.
 bool flush();

@@ -26,9 +26,11 @@ void printJob(const JobJournal::Listing& job) {
                                                complete ? Console::Colour::green : Console::Colour::yellow),
                              Console::shown(record.folderPath),
                              job.folderFound ? "" : "  (folder not found)"));
-  Console::print(fmt::format(
-      "            {} finished, {} written, {} skipped, {} failed; started {}, updated {}", job.doneCount,
-      record.written, record.skipped, record.failed, minute(record.startedAt), minute(record.updatedAt)));
+  Console::print(
+      fmt::format("            {} finished, {} written, {} skipped, {} already finished, {} failed; started "
+                  "{}, updated {}",
+                  job.doneCount, record.written, record.skipped, record.alreadyDone, record.failed,
+                  minute(record.startedAt), minute(record.updatedAt)));
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "Main.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <clocale>
@@ -117,9 +120,18 @@ int execute(const Command& command) {
   }
 }
 
+// A program started with a standard stream closed would open its own files under that stream's number, and
+// print into them.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);  // takes the lowest free number
+  }
+}
+
 }  // namespace
 
 int runProgram(int count, char** arguments) {
+  occupyStandardStreams();
   // For the widths of characters; the numbers of results keep their decimal point.
   std::setlocale(LC_CTYPE, "");
   CLI::App app("Puts the dates, positions and captions of an exported photo library back into its files.",

@@ -34,7 +34,7 @@ Progress::Progress(bool quiet) : quiet_(quiet) {
 }
 
 Progress::~Progress() {
-  if (drawn_) std::fputs("\r\x1b[K", stderr);
+  if (drawn_) Console::tell("\r\x1b[K");
 }
 
 bool Progress::isDue() {
@@ -48,12 +48,11 @@ bool Progress::isDue() {
 
 void Progress::show(const std::string& line) {
   if (!Console::errorIsTerminal()) {
-    fmt::print(stderr, "{}\n", line);
+    Console::tell(line + "\n");
     return;
   }
   // The last column stays free: a character there makes some terminals begin a new line.
-  fmt::print(stderr, "\r\x1b[K{}", Console::cut(line, Console::errorWidth() - 1));
-  std::fflush(stderr);
+  Console::tell(fmt::format("\r\x1b[K{}", Console::cut(line, Console::errorWidth() - 1)));
   drawn_ = true;
 }
 

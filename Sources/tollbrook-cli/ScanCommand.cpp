@@ -44,7 +44,7 @@ int scan(const ScanArguments& arguments) {
   const std::filesystem::path folder = readableFolder(arguments.folder);
   ScanReport report;
   {
-    Progress progress(arguments.json && !Console::errorIsTerminal());
+    Progress progress(false);
     report = FolderScanner::scan(
         folder, arguments.recursive, arguments.limit, [] { return Signals::stopRequested(); },
         [&](std::int64_t mediaCount) { progress.scanned(mediaCount); });

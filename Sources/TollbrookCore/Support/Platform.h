@@ -35,6 +35,10 @@ std::error_code setFileDates(int directory, const char* name, TimePoint date);
 /// The same for a path.
 std::error_code setFileDates(const std::filesystem::path& file, TimePoint date);
 
+/// Whether another program has the file `name` below the open folder `directory` open, as far as the system
+/// tells.
+bool isOpenElsewhere(int directory, const char* name);
+
 /// Forces the file or folder open as `descriptor` to stable storage, past the drive's own cache where the
 /// system can ask for that.
 std::error_code forceToDisk(int descriptor);
@@ -52,6 +56,8 @@ struct FileAttributes {
   std::uint32_t mode = 0;
   std::uint32_t owner = 0;
   std::uint32_t group = 0;
+  std::uint32_t flags = 0;            ///< file flags, where the system has them (macOS: chflags)
+  std::optional<TimePoint> creation;  ///< where a program can set it
   std::string accessControl;  ///< the access control list as text, where it is no extended attribute (macOS)
   std::vector<std::pair<std::string, std::string>>
       extended;  ///< extended attributes; on Linux the ACL is one

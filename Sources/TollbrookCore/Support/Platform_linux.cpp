@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <string_view>
 
@@ -114,6 +115,14 @@ std::error_code setFileDates(int directory, const char* name, TimePoint date) {
   return {};
 }
 
+bool isOpenElsewhere(int directory, const char* name) {
+  const Files::Descriptor file(openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  // A write lease is granted only to the one program that has the file open; EAGAIN says that there are
+  // others. It goes with the descriptor.
+  if (!file || fcntl(file.get(), F_SETSIG, SIGURG) != 0) return false;
+  return fcntl(file.get(), F_SETLEASE, F_WRLCK) != 0 && errno == EAGAIN;
+}
+
 std::error_code forceToDisk(int descriptor) {
   if (fsync(descriptor) != 0) return Files::lastError();
   return {};
@@ -144,6 +153,8 @@ std::optional<FileAttributes> readAttributes(int descriptor) {
   FileAttributes attributes{.mode = status.st_mode & 07777u,
                             .owner = status.st_uid,
                             .group = status.st_gid,
+                            .flags = 0,
+                            .creation = {},
                             .accessControl = {},
                             .extended = {}};
   for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {

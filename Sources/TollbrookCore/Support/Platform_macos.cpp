@@ -65,6 +65,15 @@ int setAccessControl(int descriptor, const std::string& text) {
   return result;
 }
 
+int setCreationDate(int descriptor, TimePoint date) {
+  std::optional<timespec> stamp = toTimespec(date);
+  if (!stamp) return 0;
+  attrlist list{};
+  list.bitmapcount = ATTR_BIT_MAP_COUNT;
+  list.commonattr = ATTR_CMN_CRTIME;
+  return fsetattrlist(descriptor, &list, &*stamp, sizeof *stamp, 0);
+}
+
 #ifdef TOLLBROOK_HAS_BOOKMARKS
 
 // A Core Foundation object that is released when it goes.
@@ -111,6 +120,9 @@ std::error_code setFileDates(int directory, const char* name, TimePoint date) {
     return Files::lastError();
   return {};
 }
+
+// No call tells this for a file that another program opened.
+bool isOpenElsewhere(int, const char*) { return false; }
 
 std::error_code forceToDisk(int descriptor) {
   // fsync leaves the bytes in the drive's cache; not every file system knows the stronger call.
@@ -173,6 +185,8 @@ std::optional<FileAttributes> readAttributes(int descriptor) {
   FileAttributes attributes{.mode = status.st_mode & 07777u,
                             .owner = status.st_uid,
                             .group = status.st_gid,
+                            .flags = status.st_flags,
+                            .creation = fromTimespec(status.st_birthtimespec),
                             .accessControl = accessControlOf(descriptor),
                             .extended = {}};
   for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
@@ -204,6 +218,11 @@ std::error_code applyAttributes(int descriptor, const FileAttributes& attributes
     attempt(fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(),
                       0, 0));
   }
+  if (attributes.creation && current->creation != attributes.creation) {
+    attempt(setCreationDate(descriptor, *attributes.creation));
+  }
+  // Last: a flag may forbid all other changes.
+  if (current->flags != attributes.flags) attempt(fchflags(descriptor, attributes.flags));
   return first;
 }
 
