@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "Support/SafetyTest.h"
 #include "Support/StandIn.h"
@@ -72,6 +73,9 @@ class InterruptTest : public SafetyTest {
   std::vector<Photo> videos_;
 };
 
+/// Makes standard input the controlling terminal, and the caller the leader of its foreground group.
+bool terminalIsOurs() { return setsid() >= 0 && ioctl(STDIN_FILENO, TIOCSCTTY, 0) == 0; }
+
 /// A terminal with somebody at it.
 class Terminal {
  public:
@@ -86,7 +90,7 @@ class Terminal {
   /// The call as typed there: the program leads the foreground group.
   Program::Call with(Program::Call call) const {
     call.input = call.errors = slave_.get();
-    call.prepare = [] { return setsid() >= 0 && ioctl(STDIN_FILENO, TIOCSCTTY, 0) == 0; };
+    call.prepare = terminalIsOurs;
     return call;
   }
 
@@ -152,6 +156,39 @@ TEST_F(InterruptTest, UnderNohupAHangUpStopsNothing) {
   EXPECT_EQ(program.wait().status, 0);
   expectAllRestored(videos_);
   EXPECT_EQ(record().value("phase", ""), "complete");
+}
+
+TEST_F(InterruptTest, ARunGoesOnWithoutTheTerminalThatShowsItsProgress) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  std::optional<Terminal> terminal(std::in_place);
+  ASSERT_TRUE(*terminal);
+  auto call = terminal->with(command({"write", root()}));
+  call.prepare = [] { return signal(SIGHUP, SIG_IGN) != SIG_ERR && terminalIsOurs(); };
+  Program program(call);
+  ASSERT_TRUE(eventually([&] {
+    terminal->look();
+    return isBeingWritten() || !program.isRunning();
+  }));
+  ASSERT_TRUE(program.isRunning());
+  terminal.reset();
+  EXPECT_EQ(program.wait().status, 0);
+  expectAllRestored(videos_);
+  EXPECT_EQ(record().value("phase", ""), "complete");
+}
+
+TEST_F(InterruptTest, HangingUpTheTerminalFinishesTheFileInFlight) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  std::optional<Terminal> terminal(std::in_place);
+  ASSERT_TRUE(*terminal);
+  Program program(terminal->with(command({"write", root()})));
+  ASSERT_TRUE(eventually([&] {
+    terminal->look();
+    return isBeingWritten() || !program.isRunning();
+  }));
+  terminal.reset();
+  EXPECT_EQ(program.wait().status, 129);
+  expectStoppedBetweenFiles();
+  expectResumes();
 }
 
 TEST_F(InterruptTest, ASecondSignalStopsAtOnceAndLeavesEveryPhotoWhole) {
