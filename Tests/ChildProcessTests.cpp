@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <sstream>
@@ -137,7 +138,13 @@ TEST(ChildProcess, InheritsNothingFromOneThatIsStartedAtTheSameTime) {
       }
     });
   }
+  std::atomic<bool> done = false;
+  std::thread plumber([&done] {
+    while (!done) EXPECT_TRUE(makePipe());
+  });
   for (std::thread& thread : threads) thread.join();
+  done = true;
+  plumber.join();
   for (const StandIn& program : programs) {
     std::istringstream dump(readFile(program / "dump"));
     int starts = 0;

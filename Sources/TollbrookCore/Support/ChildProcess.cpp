@@ -155,11 +155,14 @@ std::optional<Pipe> makePipe() {
 
 std::unique_ptr<ChildProcess> ChildProcess::start(const Command& command) {
   if (!command.executable.is_absolute()) return nullptr;
-  const AllSignalsBlocked blocked;
-  std::unique_lock forking(forkLock());
-  std::unique_ptr<ChildProcess> child(new ChildProcess);
-  const Descriptor errorReport = child->launch(command);
-  forking.unlock();
+  std::unique_ptr<ChildProcess> child;
+  Descriptor errorReport;
+  {
+    const AllSignalsBlocked blocked;
+    const std::lock_guard forking(forkLock());
+    child.reset(new ChildProcess);
+    errorReport = child->launch(command);
+  }
   if (!errorReport || reportsError(errorReport)) return nullptr;
   return child;
 }
