@@ -42,7 +42,7 @@ class InterruptTest : public SafetyTest {
     const auto lines = finished();
     EXPECT_GE(lines.size(), 1u);
     EXPECT_LT(lines.size(), videos_.size());
-    const auto metadata = metadataBelow(root());
+    const auto metadata = photosBelow(root());
     std::size_t carrying = 0;
     for (const Photo& video : videos_) {
       ASSERT_TRUE(metadata.contains(video.path)) << video.path;

@@ -113,7 +113,7 @@ std::string imageDataOf(const fs::path& file) {
   return jpegImageData(bytes);
 }
 
-std::map<fs::path, nlohmann::json> metadataBelow(const fs::path& folder) {
+std::map<fs::path, nlohmann::json> photosBelow(const fs::path& folder) {
   return readAll({"-r", "-ext", "jpg", "-ext", "png", "-ext", "mp4", folder.string()});
 }
 
@@ -266,7 +266,7 @@ bool SafetyTest::isBeingWritten(std::uintmax_t bytes) const {
 }
 
 void SafetyTest::expectAllRestored(const std::vector<Photo>& photos) const {
-  const auto metadata = metadataBelow(root());
+  const auto metadata = photosBelow(root());
   for (const Photo& photo : photos) {
     SCOPED_TRACE(photo.path);
     const auto found = metadata.find(photo.path);

@@ -31,7 +31,7 @@ struct Photo {
 std::string imageDataOf(const std::filesystem::path& file);
 
 /// What exiftool reads in every photo and video below `folder`, by path. One process reads them all.
-std::map<std::filesystem::path, nlohmann::json> metadataBelow(const std::filesystem::path& folder);
+std::map<std::filesystem::path, nlohmann::json> photosBelow(const std::filesystem::path& folder);
 /// The same for these files.
 std::map<std::filesystem::path, nlohmann::json> metadataOf(const std::vector<std::filesystem::path>& files);
 
