@@ -130,7 +130,7 @@ void occupyStandardStreams() {
 
 }  // namespace
 
-int runProgram(int count, char** arguments) {
+int runProgram(int argumentCount, char** arguments) {
   occupyStandardStreams();
   // For the widths of characters; the numbers of results keep their decimal point.
   std::setlocale(LC_CTYPE, "");
@@ -157,7 +157,7 @@ int runProgram(int count, char** arguments) {
   addFolder(forgetting, forgotten, "The folder, which may be gone");
   forgetting->callback([&] { command = [&] { return forget(forgotten); }; });
   try {
-    app.parse(count, arguments);
+    app.parse(argumentCount, arguments);
   } catch (const CLI::Success& asked) {
     // Printed as everything else is, so that an error of standard output is seen.
     std::ostringstream text;

@@ -167,8 +167,9 @@ TEST_F(JobCommandsTest, JobsAreListedNewestFirst) {
   const auto shown = lines(tool.run({"jobs"}).output);
   ASSERT_THAT(shown, SizeIs(4));
   EXPECT_EQ(shown[0], "complete    " + place.string());
-  EXPECT_THAT(shown[1], testing::ContainsRegex("^ +1 finished, 0 written, 0 skipped, 0 already finished, 0 failed; started "
-                                               "[-0-9]+ [:0-9]+ UTC, updated [-0-9]+ [:0-9]+ UTC$"));
+  EXPECT_THAT(shown[1], testing::ContainsRegex(
+                            "^ +1 finished, 0 written, 0 skipped, 0 already finished, 0 failed; started "
+                            "[-0-9]+ [:0-9]+ UTC, updated [-0-9]+ [:0-9]+ UTC$"));
   EXPECT_EQ(shown[2], "unfinished  " + other.string());
   EXPECT_THAT(shown[3], HasSubstr(" 0 finished, "));
 }
