@@ -1,4 +1,4 @@
-# What every target of the project has in common: warnings, sanitizers, hardening.
+# What every target of the project has in common: warnings and sanitizers.
 function(tollbrook_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                            -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
