@@ -124,7 +124,8 @@ int execute(const Command& command) {
 // print into them.
 void occupyStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);  // takes the lowest free number
+    // It takes the lowest free number, and children inherit a standard stream.
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);  // NOLINT(android-cloexec-open)
   }
 }
 
