@@ -151,6 +151,10 @@ TEST(Restore, ReportsTheSystemsWordsWhenTheDatesCannotBeSet) {
   const TemporaryFolder folder;
   EXPECT_EQ(restore(folder / "missing.jpg", takenAt(taken), datesOnly()),
             Result(Failed{"Could not set file dates: No such file or directory"}));
+  EXPECT_EQ(restore(folder / "missing/missing.jpg", takenAt(taken), datesOnly()),
+            Result(Failed{"Could not set file dates: No such file or directory"}));
+  EXPECT_EQ(restore(folder / "missing/missing.jpg", takenAt(taken), embeddedOnly()),
+            Result(Failed{"Nothing was written"}));
 }
 
 TEST(Restore, WritesNoTimeThatNoReaderCouldTake) {
