@@ -117,6 +117,46 @@ TEST(EmbeddedWriter, ReportsAFileThatKillsBothChildren) {
   EXPECT_TRUE(writer.write("/killer.tif", someData(), {}) == nothing);
 }
 
+TEST(EmbeddedWriter, TakesAwayWhatADeadSessionLeftBeforeTheNextTry) {
+  TemporaryFolder folder;
+  writeFile(folder / "a.jpg", "x");
+  StandIn program("1: leave; die\nonce: mind-leftover");
+  EmbeddedWriter writer(settingsFor(program));
+  EXPECT_TRUE(writer.write(folder / "a.jpg", someData(), {}) == confirmed);
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.jpg_exiftool_tmp"));
+}
+
+TEST(EmbeddedWriter, TakesAwayWhatAFailedProcessLeft) {
+  TemporaryFolder folder;
+  writeFile(folder / "a.jpg", "x");
+  StandIn program("once: leave; exit 1");
+  auto settings = settingsFor(program);
+  settings.useSession = false;
+  EXPECT_TRUE(EmbeddedWriter(settings).write(folder / "a.jpg", someData(), {}) == nothing);
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.jpg_exiftool_tmp"));
+}
+
+TEST(EmbeddedWriter, AsksNobodyWhenThereIsNothingThatCouldBeWritten) {
+  StandIn program;
+  EmbeddedWriter writer(settingsFor(program));
+  SidecarData unusable;
+  unusable.takenTime = fromEpoch(1e300);
+  unusable.latitude = 1e300;
+  unusable.longitude = 0;
+  unusable.altitude = 5;
+  EXPECT_TRUE(writer.write("/a.jpg", unusable, {}) == nothing);
+  EXPECT_TRUE(writer.write("/a.jpg", unusable, "") == nothing);
+  EXPECT_TRUE(writer.write("/a.jpg", unusable, std::string(3, '\0')) == nothing);
+  writer.close();
+  EXPECT_EQ(countOf("-execute", program.log()), 0);
+  EXPECT_EQ(oneShots(program), 0);
+}
+
+TEST(EmbeddedWriter, GivesACommandThreeMinutes) {
+  EXPECT_EQ(ExifTool::answerLimit, 180s);
+  EXPECT_EQ(EmbeddedWriter::Settings{}.answerLimit, 180s);
+}
+
 TEST(EmbeddedWriter, LetsGoOfASessionThatHangsBeforeTheNextTry) {
   StandIn program;
   // The second child would wait for the lock as long as the first one lives.

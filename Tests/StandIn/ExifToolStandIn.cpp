@@ -14,6 +14,8 @@
 //          dump FILE                              append what it was given by whoever started it
 //          hold FILE, grandchild FILE             lock FILE for as long as it, or a child of it, lives
 //          replace                                rewrite the named file as exiftool does, mode 0600
+//          leave                                  begin to, and get no further than the temporary file
+//          mind-leftover                          exit 1, as exiftool does, when there is such a file
 
 #include <fcntl.h>
 #include <signal.h>
@@ -174,6 +176,8 @@ class StandIn {
     if (action == "markers") return printTimes(std::stol(operand), "{ready}\n");
     if (action == "flood") return printTimes(std::stol(operand) / 1000, std::string(1000, 'x'));
     if (action == "replace") return replace();
+    if (action == "leave") return append(temporary(), "half of it");
+    if (action == "mind-leftover" && access(temporary().c_str(), F_OK) == 0) _exit(1);
     if (action == "log") logFile_ = operand;
     if (action == "dump") append(operand, givenThings(arguments_));
     if (action == "hold") hold(operand);
@@ -197,12 +201,13 @@ class StandIn {
     for (long i = 0; i < count; ++i) print(text);
   }
 
+  std::string temporary() const { return file_ + "_exiftool_tmp"; }
+
   void replace() const {
     std::ifstream original(file_, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(original)), {});
-    const std::string temporary = file_ + "_exiftool_tmp";
-    append(temporary, bytes + "rewritten");
-    std::rename(temporary.c_str(), file_.c_str());
+    append(temporary(), bytes + "rewritten");
+    std::rename(temporary().c_str(), file_.c_str());
   }
 
   static void append(const std::string& file, const std::string& bytes) {
