@@ -398,6 +398,90 @@ TEST_F(WorkRunnerTest, WaitsWhileAnotherProgramWritesInTheFolder) {
   release.join();
 }
 
+TEST_F(WorkRunnerTest, WritesThroughNoLinkThatTookAPhotosPlaceWhileItWaited) {
+  writePair(*this / "a.jpg", "x");
+  const test::TemporaryFolder elsewhere;
+  writeFile(elsewhere / "other.jpg", "x");
+  const auto dates = Platform::fileDates(elsewhere / "other.jpg");
+  Files::Descriptor other(open(root().c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(flock(other.get(), LOCK_EX | LOCK_NB), 0);
+  int asked = 0;
+  const RestoreOutcome outcome = run([&] {
+    // The first time is before the photo; from then on the run waits for the lock.
+    if (++asked == 3) {
+      std::filesystem::remove(*this / "a.jpg");
+      std::filesystem::create_symlink(elsewhere / "other.jpg", *this / "a.jpg");
+      other.close();
+    }
+    return false;
+  });
+  EXPECT_THAT(outcome.errors, ElementsAre("a.jpg: Nothing was written"));
+  EXPECT_EQ(Platform::fileDates(elsewhere / "other.jpg").modification, dates.modification);
+  EXPECT_EQ(doneLog(), "v1\n");
+}
+
+TEST_F(WorkRunnerTest, AFolderThatIsMovedAwayIsNotRecordedAndLeavesTheJobUnfinished) {
+  useExifTool("mv \"$(dirname \"$file\")\" '" + (root() / "moved").native() + "'\nexit 0\n");
+  writePair(*this / "sub/a.jpg", "x");
+  writePair(*this / "sub/b.jpg", "x");
+  const RestoreOutcome outcome = run();
+  EXPECT_EQ(outcome.failed, 1);
+  ASSERT_EQ(outcome.errors.size(), 1u);
+  EXPECT_THAT(outcome.errors[0],
+              testing::AnyOf("sub/a.jpg: Nothing was written", "sub/b.jpg: Nothing was written"));
+  EXPECT_EQ(record().phase, JobJournal::Phase::writing);
+  EXPECT_THAT(doneLog(), testing::MatchesRegex("v1\nsub/[ab].jpg\n"));
+}
+
+TEST_F(WorkRunnerTest, ASubfolderOfAFolderThatIsMovedAwayIsNotTakenForSeen) {
+  writePair(*this / "a/one/x.jpg", "x");
+  writePair(*this / "a/two/x.jpg", "x");
+  // The walk shuts a folder while it is in one below it.
+  bool moved = false;
+  const RestoreOutcome outcome = run(never, [&](const WorkProgress& progress) {
+    if (moved || !progress.currentName) return;
+    moved = true;
+    std::filesystem::rename(*this / "a", *this / "moved");
+  });
+  ASSERT_TRUE(moved);
+  EXPECT_EQ(outcome.datesSet, 1);
+  EXPECT_EQ(outcome.failed, 1);
+  ASSERT_EQ(outcome.errors.size(), 1u);
+  EXPECT_THAT(outcome.errors[0], testing::AnyOf("a/one: Could not be read", "a/two: Could not be read"));
+  EXPECT_EQ(record().phase, JobJournal::Phase::writing);
+}
+
+TEST_F(WorkRunnerTest, AWishToStopIsNotForgotten) {
+  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) writePair(*this / name, "x");
+  int asked = 0;
+  const RestoreOutcome outcome = run([&] { return ++asked == 2; });
+  EXPECT_TRUE(outcome.cancelled);
+  EXPECT_LE(outcome.attempted, 1);
+  EXPECT_EQ(record().phase, JobJournal::Phase::writing);
+}
+
+TEST_F(WorkRunnerTest, ACaptionThatIsNotWantedIsNothingToWrite) {
+  useExifTool("exit 0\n");
+  options.writeCaptions = false;
+  writePair(*this / "a.jpg", "x", {.takenTime = std::nullopt, .caption = "c"});
+  EXPECT_THAT(run().errors, ElementsAre("a.jpg: Nothing was written"));
+}
+
+TEST_F(WorkRunnerTest, AFileThatCanHaveNoSuchDateIsWrittenWhenItsMetadataIs) {
+  useExifTool("exit 0\n");
+  options.deleteSidecars = true;
+  // 9999-12-31 23:59:59, later than ext4, XFS and tmpfs can hold.
+  writePair(*this / "a.jpg", "x", {.takenTime = 253402300799});
+  if (!Platform::setFileDates(*this / "a.jpg", fromEpoch(253402300799))) {
+    GTEST_SKIP() << "this file system holds every date: nothing was tested here";
+  }
+  const RestoreOutcome outcome = run();
+  EXPECT_EQ(outcome.embeddedWritten, 1);
+  EXPECT_EQ(outcome.datesSet, 0);
+  EXPECT_EQ(outcome.failed, 0);
+  EXPECT_EQ(doneLog(), "v1\na.jpg\n");
+}
+
 TEST_F(WorkRunnerTest, AFileWhosePathNoLineCanCarryIsFinishedInMemoryOnly) {
   writePair(*this / "a\nb.jpg", "x");
   EXPECT_EQ(run().datesSet, 1);
