@@ -103,6 +103,25 @@ TEST(FolderScanner, CapsTheListAndLeavesItInWalkOrder) {
   EXPECT_EQ(namesIn(report), walkOrder);
 }
 
+TEST(FolderScanner, ACappedListGoesDownWhereTheFolderStandsInItsDirectory) {
+  const TemporaryFolder folder;
+  for (int i = 0; i < 40; ++i) {
+    const std::string number = std::to_string(i);
+    writeFile(folder / ("p" + number + ".jpg"), "");
+    writeFile(folder / ("sub" + number) / "q.jpg", "");
+  }
+  std::vector<std::string> expected;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    expected.push_back(entry.is_directory() ? entry.path() / "q.jpg" : entry.path());
+  }
+  expected.resize(50);
+  const ScanReport report = scanned(folder.path(), 50);
+  EXPECT_TRUE(report.listCapped);
+  std::vector<std::string> listed;
+  for (const MediaPair& pair : report.pairs) listed.push_back(pair.media);
+  EXPECT_EQ(listed, expected);
+}
+
 TEST(FolderScanner, AFullListThatMissesNobodyIsNotCapped) {
   const TemporaryFolder folder;
   for (const char* name : {"a.jpg", "b.jpg"}) writeFile(folder / name, "");

@@ -1,9 +1,12 @@
 // What only Linux has: attributes set from outside the engine, and the XDG folders.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 
 #include "Support/TemporaryFolder.h"
@@ -31,6 +34,38 @@ TEST(FileAttributesOnLinux, IncludeExtendedAttributesOfAnySize) {
   EXPECT_EQ(readAttributes(fresh.get()), readAttributes(old.get()));
   ASSERT_EQ(readAttributes(fresh.get())->extended.size(), 2u);
   EXPECT_EQ(readAttributes(fresh.get())->extended.front().second, large);
+}
+
+TEST(IsOpenElsewhere, IsTrueWhileAnotherProgramHasTheFileOpen) {
+  const TemporaryFolder folder;
+  test::writeFile(folder / "a.jpg_exiftool_tmp", "x");
+  const Files::Descriptor directory(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_FALSE(isOpenElsewhere(directory.get(), "a.jpg_exiftool_tmp"));
+  for (const int mode : {O_RDONLY, O_WRONLY}) {
+    // A stopped writer is no dead writer.
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const Files::Descriptor reader(ends[0]);
+    Files::Descriptor writer(ends[1]);
+    const pid_t other = fork();
+    if (other == 0) {
+      open((folder / "a.jpg_exiftool_tmp").c_str(), mode);
+      [[maybe_unused]] const ssize_t told = write(writer.get(), "x", 1);
+      while (true) pause();
+    }
+    char ready = 0;
+    EXPECT_EQ(read(reader.get(), &ready, 1), 1);
+    EXPECT_TRUE(isOpenElsewhere(directory.get(), "a.jpg_exiftool_tmp")) << mode;
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
+    EXPECT_FALSE(isOpenElsewhere(directory.get(), "a.jpg_exiftool_tmp")) << mode;
+  }
+}
+
+TEST(IsOpenElsewhere, IsFalseForWhatCannotBeOpened) {
+  const TemporaryFolder folder;
+  const Files::Descriptor directory(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_FALSE(isOpenElsewhere(directory.get(), "missing"));
 }
 
 TEST(ApplicationSupportFolderOnLinux, FollowsXdgDataHomeWhenItIsAbsolute) {

@@ -78,6 +78,19 @@ TEST_P(PreservationTest, ExtendedAttributesSurvive) {
   EXPECT_EQ(attribute("user.empty"), "");
 }
 
+TEST_P(PreservationTest, TheAccessControlListSurvives) {
+  const auto list = [&] {
+    return Program::run({.program = "getfacl", .arguments = {"-cpn", photo_.path.string()}}).output;
+  };
+  const auto set = Program::run(
+      {.program = "setfacl", .arguments = {"-m", "u:1234:rw,g:5678:r,m::rw", photo_.path.string()}});
+  if (set.status != 0) GTEST_SKIP() << "no access control list can be set here: " << set.errors;
+  const std::string before = list();
+  ASSERT_NE(before.find("user:1234:rw-"), std::string::npos) << before;
+  writeAll();
+  EXPECT_EQ(list(), before);
+}
+
 constexpr std::array photoNames{"a.jpg", "b.png", "c.mp4", "line\nfeed.jpg"};
 constexpr std::array testNames{"Jpeg", "Png", "Mp4", "OneShot"};
 
