@@ -10,6 +10,7 @@
 #include "Support/Fixtures.h"
 #include "Support/Sidecars.h"
 #include "Support/StandIn.h"
+#include "TollbrookCore/Support/Files.h"
 
 /// What the command line is told, and how it answers when it cannot do it.
 namespace tollbrook::test {
@@ -284,6 +285,27 @@ TEST_F(CommandLineTest, AStoppedRunPrintsItsDocument) {
   const auto result = stoppedWrite(tool, place, {"--json"}, SIGTERM);
   EXPECT_EQ(result.status, 143);
   EXPECT_EQ(oneDocument(result.output).at("cancelled"), true);
+}
+
+TEST_F(CommandLineTest, NoMessageGetsIntoAFileThatTookAClosedStreamsPlace) {
+  auto call = tool.call({"write", place, "--no-embedded", "--no-file-dates"});
+  call.prepare = [] {
+    return close(STDIN_FILENO) == 0 && close(STDOUT_FILENO) == 0 && close(STDERR_FILENO) == 0;
+  };
+  EXPECT_EQ(Program::run(call).status, 1);
+  ASSERT_THAT(tool.jobs(), SizeIs(1));
+  EXPECT_EQ(readFile(tool.jobs()[0] / "done.log"), "v1\n");
+}
+
+TEST_F(CommandLineTest, MessagesThatNobodyCanTakeStopNoWrite) {
+  const Files::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  if (!full) GTEST_SKIP() << "there is no /dev/full here: nothing was tested";
+  writePair(folder / "export/b.jpg", tinyJpeg(), {.takenTime = std::nullopt, .caption = "c"});
+  auto call = tool.call({"write", place, "--no-embedded"});
+  call.errors = full.get();
+  EXPECT_EQ(Program::run(call).status, 1);
+  EXPECT_EQ(modificationDate(photo), 1425445567);
+  EXPECT_EQ(tool.phase(), "complete");
 }
 
 TEST_F(CommandLineTest, AHangUpThatTheStarterIgnoresStopsNothing) {

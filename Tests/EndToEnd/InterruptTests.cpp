@@ -128,6 +128,35 @@ TEST_F(InterruptTest, ControlCInATerminalLosesNothingOfTheFileInFlight) {
   expectResumes();
 }
 
+TEST_F(InterruptTest, ControlCInATerminalSparesAnExifToolThatHasOneFile) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  // No command of a session can name these.
+  for (Photo& video : videos_) {
+    const auto path = *this / ("line\nfeed " + video.path.filename().native());
+    std::filesystem::rename(video.path, path);
+    std::filesystem::rename(sidecarOf(video.path), sidecarOf(path));
+    video.path = path;
+  }
+  const Terminal terminal;
+  ASSERT_TRUE(terminal);
+  Program program(terminal.with(command({"write", root(), "--json", "--quiet"})));
+  ASSERT_TRUE(becomesBusy(program));
+  constexpr char interruptCharacter = 3;
+  terminal.type(interruptCharacter);
+  const auto result = program.wait();
+  EXPECT_EQ(result.status, 130);
+  const auto metadata = photosBelow(root());
+  std::int64_t carrying = 0;
+  for (const Photo& video : videos_) {
+    if (carries(metadata.at(video.path), video.wanted)) ++carrying;
+    EXPECT_TRUE(isWholeVideo(video, mediaSize));
+  }
+  EXPECT_GE(carrying, 1);
+  EXPECT_EQ(nlohmann::json::parse(result.output)["embeddedWritten"], carrying);
+  EXPECT_TRUE(leftovers().empty());
+  expectResumes();
+}
+
 class SignalTest : public InterruptTest, public testing::WithParamInterface<int> {};
 
 TEST_P(SignalTest, FinishesAndRecordsTheFileInFlight) {

@@ -363,6 +363,24 @@ TEST_F(BrokenDiskTest, ALineThatIsNotOnDiskIsTakenBack) {
   EXPECT_EQ(finished().size(), 3u);
 }
 
+TEST_F(BrokenDiskTest, AFolderThatCannotBeReadToItsEndLeavesTheJobUnfinished) {
+  photos_.push_back(addPhoto("a.jpg"));
+  addPhoto("sub/b.jpg");
+  auto arguments = writing_;
+  arguments.push_back("--no-embedded");
+  const auto result = runTraced(
+      {"-P", root() / "sub", "-e", "trace=getdents64", "-e", "inject=getdents64:error=EIO"}, arguments);
+  EXPECT_EQ(result.status, 1) << result.errors;
+  const auto outcome = nlohmann::json::parse(result.output);
+  EXPECT_EQ(outcome["errors"], nlohmann::json({"sub: Could not be read"}));
+  EXPECT_EQ(outcome["failed"], 1);
+  EXPECT_THAT(finished(), UnorderedElementsAre("a.jpg"));
+  EXPECT_EQ(record()["phase"], "writing");
+  EXPECT_EQ(run({"resume", "--quiet"}).status, 0);
+  EXPECT_THAT(finished(), UnorderedElementsAre("a.jpg", "sub/b.jpg"));
+  EXPECT_EQ(record()["phase"], "complete");
+}
+
 TEST_F(BrokenDiskTest, WithoutARecordOnDiskNothingIsWritten) {
   addPhotos();
   ASSERT_EQ(run({"write", root(), "--no-embedded", "--quiet"}).status, 0);
