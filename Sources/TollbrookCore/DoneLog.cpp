@@ -20,12 +20,10 @@ constexpr std::size_t largestLog = std::size_t{8} << 30;
 // A link could lead out of the job store, and opening a FIFO would wait for its other end.
 constexpr int openFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-std::error_code errorOf(int number) { return {number, std::generic_category()}; }
-
 std::error_code sizeOf(int descriptor, off_t& size) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return Files::lastError();
-  if (!S_ISREG(status.st_mode)) return errorOf(EINVAL);
+  if (!S_ISREG(status.st_mode)) return Files::errorOf(EINVAL);
   size = status.st_size;
   return {};
 }
@@ -38,7 +36,7 @@ std::error_code sizeOfWholeLines(int descriptor, off_t size, off_t& whole) {
     const ssize_t got = pread(descriptor, piece.data(), static_cast<std::size_t>(whole - start), start);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return Files::lastError();
-    if (got != whole - start) return errorOf(EIO);
+    if (got != whole - start) return Files::errorOf(EIO);
     const std::string_view bytes(piece.data(), static_cast<std::size_t>(got));
     const std::size_t lineFeed = bytes.rfind('\n');
     if (lineFeed != std::string_view::npos) {
@@ -110,8 +108,8 @@ std::error_code DoneLog::cutTornLine() {
 }
 
 std::error_code DoneLog::append(std::string_view path) {
-  if (!file_) return errorOf(EBADF);
-  if (!FinishedSet::isLine(path)) return errorOf(EILSEQ);
+  if (!file_) return Files::errorOf(EBADF);
+  if (!FinishedSet::isLine(path)) return Files::errorOf(EILSEQ);
   return appendForced(std::string(path) + '\n');
 }
 
@@ -127,6 +125,8 @@ std::error_code DoneLog::appendForced(std::string_view bytes) {
   return error;
 }
 
-std::error_code DoneLog::force() { return file_ ? Platform::forceToDisk(file_.get()) : errorOf(EBADF); }
+std::error_code DoneLog::force() {
+  return file_ ? Platform::forceToDisk(file_.get()) : Files::errorOf(EBADF);
+}
 
 }  // namespace tollbrook

@@ -10,6 +10,7 @@
 #include "TollbrookCore/MetadataWriter.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
+#include "TollbrookCore/Support/Text.h"
 
 namespace tollbrook {
 namespace {
@@ -19,10 +20,6 @@ constexpr std::array<std::string_view, 7> imageIOExtensions{"jpg", "jpeg", "heic
 
 /// So many sessions without one success are no accident of a file.
 constexpr int sessionsBeforeGivingUp = 3;
-
-char asciiLower(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
 
 Files::Descriptor openWithoutFollowing(const std::filesystem::path& file) {
   return Files::Descriptor(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -60,10 +57,8 @@ std::chrono::milliseconds timeToCopy(const std::filesystem::path& file) {
 }  // namespace
 
 bool isImageIOExtension(std::string_view extension) {
-  return std::any_of(imageIOExtensions.begin(), imageIOExtensions.end(), [&](std::string_view known) {
-    return std::equal(known.begin(), known.end(), extension.begin(), extension.end(),
-                      [](char a, char b) { return a == asciiLower(b); });
-  });
+  const std::string lower = Text::lowercased(extension);
+  return std::find(imageIOExtensions.begin(), imageIOExtensions.end(), lower) != imageIOExtensions.end();
 }
 
 EmbeddedWriter::EmbeddedWriter(Settings settings) : settings_(std::move(settings)) { haveSession(); }

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <array>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "TollbrookCore/JobJournal.h"
+#include "TollbrookCore/Support/Base64.h"
 
 namespace tollbrook {
 namespace {
@@ -35,30 +35,6 @@ bool isNestedTooDeep(std::string_view text) {
     }
   }
   return false;
-}
-
-/// Base64 with padding (RFC 4648, section 4).
-std::string encodeBase64(std::string_view bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');  // OpenSSL ends it with a NUL
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
-/// The bytes; none unless `text` is exactly what encodeBase64 makes of them.
-std::optional<std::string> decodeBase64(std::string_view text) {
-  if (text.size() % 4 != 0 || text.size() > std::numeric_limits<int>::max()) return std::nullopt;
-  std::string bytes(text.size() / 4 * 3, '\0');
-  const int length =
-      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                      reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-  // OpenSSL passes over white space at the ends and counts padding as bytes of zero.
-  if (length != static_cast<int>(bytes.size())) return std::nullopt;
-  for (std::size_t i = 0; i < 2 && i < text.size() && text[text.size() - 1 - i] == '='; ++i) bytes.pop_back();
-  if (encodeBase64(bytes) != text) return std::nullopt;
-  return bytes;
 }
 
 /// RFC 3339 in UTC. No run writes a time outside the years 1 to 9999; the epoch stands in for one.
@@ -190,7 +166,7 @@ std::string JobJournal::encode(const Record& record) {
               {"skipped", record.skipped},
               {"failed", record.failed},
               {"alreadyDone", record.alreadyDone}};
-  if (record.bookmark) object["bookmark"] = encodeBase64(*record.bookmark);
+  if (record.bookmark) object["bookmark"] = Base64::encode(*record.bookmark);
   // JSON has no way to carry a path that is not UTF-8, so such a job is found again only by its path given
   // anew: the name of its directory is made of the path's own bytes.
   return object.dump(2, ' ', false, json::error_handler_t::replace) + '\n';
@@ -215,7 +191,7 @@ std::optional<JobJournal::Record> JobJournal::decode(std::string_view text) {
   members.read("alreadyDone", record.alreadyDone);
   if (members.find("bookmark") != nullptr) {
     record.bookmark.emplace();
-    members.read("bookmark", *record.bookmark, decodeBase64);
+    members.read("bookmark", *record.bookmark, Base64::decode);
   }
   const json* options = members.find("options");
   const auto decoded = options != nullptr ? decodeRestoreOptions(*options) : std::nullopt;

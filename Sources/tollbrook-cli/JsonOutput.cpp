@@ -1,10 +1,9 @@
 #include "JsonOutput.h"
 
-#include <openssl/evp.h>
-
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "TollbrookCore/Support/Base64.h"
 #include "TollbrookCore/Support/Text.h"
 
 namespace tollbrook::cli::JsonOutput {
@@ -29,15 +28,6 @@ Json number(double value) {
 
 Json number(const std::optional<double>& value) { return value ? number(*value) : Json(nullptr); }
 
-std::string base64(std::string_view bytes) {
-  std::string result((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(result.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  result.resize(static_cast<std::size_t>(length));
-  return result;
-}
-
 Json sidecarData(const SidecarData& data) {
   return {{"title", textOrNull(data.title)},
           {"takenTime", data.takenTime ? number(secondsSinceEpoch(*data.takenTime)) : Json(nullptr)},
@@ -52,7 +42,7 @@ Json mediaPair(const MediaPair& pair) {
       {"media", path(pair.media)},           {"sidecar", path(pair.sidecar)},
       {"kind", rawValue(pair.kind)},         {"status", rawValue(pair.status)},
       {"message", textOrNull(pair.message)}, {"data", pair.data ? sidecarData(*pair.data) : Json(nullptr)}};
-  if (!Text::isValidUtf8(pair.media.native())) result["mediaBytes"] = base64(pair.media.native());
+  if (!Text::isValidUtf8(pair.media.native())) result["mediaBytes"] = Base64::encode(pair.media.native());
   return result;
 }
 

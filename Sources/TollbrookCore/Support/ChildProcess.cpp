@@ -38,7 +38,7 @@ std::optional<Pipe> makePipeLocked() {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) return std::nullopt;
   Pipe result{guarded(ends[0]), guarded(ends[1])};
-  if (!result.read || !result.write) return std::nullopt;
+  if (!result.read || !result.write || !Platform::silencePipe(result.write.get())) return std::nullopt;
   return result;
 }
 

@@ -17,8 +17,6 @@ namespace {
 // Darwin refuses to read or write more than INT_MAX bytes in one call.
 constexpr std::size_t mostPerCall = std::size_t{1} << 30;
 
-std::error_code errorOf(int number) { return {number, std::generic_category()}; }
-
 /// Whether standardizing would leave the path as it is, so that the usual case costs one look at its bytes.
 bool isStandardized(std::string_view path) {
   if (path == "/") return true;
@@ -101,6 +99,8 @@ std::error_code Descriptor::close() {
   if (::close(std::exchange(descriptor_, -1)) != 0 && errno != EINTR) return lastError();
   return {};
 }
+
+std::error_code errorOf(int number) { return {number, std::generic_category()}; }
 
 std::error_code lastError() { return errorOf(errno); }
 

@@ -37,6 +37,8 @@ class Descriptor {
 /// slash; links are kept. The empty path names nothing and stays empty.
 std::filesystem::path standardized(const std::filesystem::path& path);
 
+/// The error with this errno number.
+std::error_code errorOf(int number);
 /// The error that errno holds.
 std::error_code lastError();
 

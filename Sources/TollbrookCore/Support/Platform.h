@@ -72,6 +72,10 @@ std::optional<FileAttributes> readAttributes(int descriptor);
 /// after all has been tried.
 std::error_code applyAttributes(int descriptor, const FileAttributes& attributes);
 
+/// Keeps a write to this pipe from raising SIGPIPE in whatever thread the system chooses, where it may choose
+/// another than the writer's (macOS). False when it cannot be kept.
+bool silencePipe(int descriptor);
+
 /// Ties a child's life to ours. The child dies with the thread that forked it
 /// (Linux: by a signal from the kernel) or with the process (macOS: by a guard process that watches us),
 /// whichever way that ends. To be made before fork, in the thread that will fork and that lives as long as

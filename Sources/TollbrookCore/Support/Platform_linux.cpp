@@ -14,6 +14,7 @@
 
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
+#include "TollbrookCore/Support/PlatformAttributes.h"
 
 namespace tollbrook::Platform {
 namespace {
@@ -52,34 +53,6 @@ void setCreationDateWherePossible(int directory, const char* name, TimePoint dat
     fsetxattr(file.get(), "system.ntfs_crtime_be", bytes.data(), bytes.size(), XATTR_REPLACE);
   } else if (fgetxattr(file.get(), "user.cifs.creationtime", current.data(), current.size()) == 8) {
     fsetxattr(file.get(), "user.cifs.creationtime", &native, sizeof native, 0);
-  }
-}
-
-// The names of all extended attributes, each followed by a NUL; none when they cannot be listed.
-std::optional<std::string> attributeNames(int descriptor) {
-  std::string names(256, '\0');
-  for (;;) {
-    const ssize_t length = flistxattr(descriptor, names.data(), names.size());
-    if (length >= 0) {
-      names.resize(static_cast<std::size_t>(length));
-      return names;
-    }
-    if (errno == ENOTSUP) return std::string();
-    if (errno != ERANGE) return std::nullopt;
-    names.resize(names.size() * 4);
-  }
-}
-
-std::optional<std::string> attributeValue(int descriptor, const char* name) {
-  std::string value(256, '\0');
-  for (;;) {
-    const ssize_t length = fgetxattr(descriptor, name, value.data(), value.size());
-    if (length >= 0) {
-      value.resize(static_cast<std::size_t>(length));
-      return value;
-    }
-    if (errno != ERANGE) return std::nullopt;
-    value.resize(value.size() * 4);
   }
 }
 
@@ -145,52 +118,26 @@ std::filesystem::path applicationSupportFolder() {
   return std::filesystem::path(found != nullptr ? found->pw_dir : "/") / ".local/share";
 }
 
-std::optional<FileAttributes> readAttributes(int descriptor) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return std::nullopt;
-  const std::optional<std::string> names = attributeNames(descriptor);
-  if (!names) return std::nullopt;
-  FileAttributes attributes{.mode = status.st_mode & 07777u,
-                            .owner = status.st_uid,
-                            .group = status.st_gid,
-                            .flags = 0,
-                            .creation = {},
-                            .accessControl = {},
-                            .extended = {}};
-  for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
-    const char* name = names->data() + at;
-    if (auto value = attributeValue(descriptor, name))
-      attributes.extended.emplace_back(name, std::move(*value));
-  }
-  std::sort(attributes.extended.begin(), attributes.extended.end());
-  return attributes;
+const bool Native::inheritsExtended = true;
+
+ssize_t Native::listNames(int descriptor, char* names, std::size_t size) {
+  return flistxattr(descriptor, names, size);
 }
 
-std::error_code applyAttributes(int descriptor, const FileAttributes& attributes) {
-  const std::optional<FileAttributes> current = readAttributes(descriptor);
-  if (!current) return Files::lastError();
-  if (*current == attributes) return {};
-  std::error_code first;
-  const auto attempt = [&first](int result) {
-    if (result != 0 && !first) first = Files::lastError();
-  };
-  const bool ownerDiffers = current->owner != attributes.owner || current->group != attributes.group;
-  if (ownerDiffers) attempt(fchown(descriptor, attributes.owner, attributes.group));
-  // After the owner, since a change of owner clears the set-id bits; before the ACL, whose mask the mode
-  // would change.
-  for (const auto& [name, value] : current->extended) {
-    const bool wanted =
-        std::any_of(attributes.extended.begin(), attributes.extended.end(),
-                    [&name = name](const auto& attribute) { return attribute.first == name; });
-    if (!wanted) attempt(fremovexattr(descriptor, name.c_str()));
-  }
-  if (ownerDiffers || current->mode != attributes.mode) attempt(fchmod(descriptor, attributes.mode));
-  for (const auto& attribute : attributes.extended) {
-    if (std::binary_search(current->extended.begin(), current->extended.end(), attribute)) continue;
-    attempt(
-        fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(), 0));
-  }
-  return first;
+ssize_t Native::getValue(int descriptor, const char* name, char* value, std::size_t size) {
+  return fgetxattr(descriptor, name, value, size);
 }
+
+int Native::setValue(int descriptor, const char* name, const std::string& value) {
+  return fsetxattr(descriptor, name, value.data(), value.size(), 0);
+}
+
+int Native::removeValue(int descriptor, const char* name) { return fremovexattr(descriptor, name); }
+
+void Native::readOwn(int, const struct stat&, FileAttributes&) {}
+
+void Native::applyOwn(int, const FileAttributes&, const FileAttributes&, const std::function<void(int)>&) {}
+
+bool silencePipe(int) { return true; }
 
 }  // namespace tollbrook::Platform

@@ -13,6 +13,7 @@
 
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
+#include "TollbrookCore/Support/PlatformAttributes.h"
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
 #include <CoreFoundation/CoreFoundation.h>
@@ -21,30 +22,6 @@
 
 namespace tollbrook::Platform {
 namespace {
-
-// The names of all extended attributes, each followed by a NUL; none when they cannot be listed.
-std::optional<std::string> attributeNames(int descriptor) {
-  std::string names(256, '\0');
-  for (;;) {
-    const ssize_t length = flistxattr(descriptor, names.data(), names.size(), 0);
-    if (length >= 0) {
-      names.resize(static_cast<std::size_t>(length));
-      return names;
-    }
-    if (errno == ENOTSUP) return std::string();
-    if (errno != ERANGE) return std::nullopt;
-    names.resize(names.size() * 4);
-  }
-}
-
-std::optional<std::string> attributeValue(int descriptor, const char* name) {
-  const ssize_t length = fgetxattr(descriptor, name, nullptr, 0, 0, 0);
-  if (length < 0) return std::nullopt;
-  std::string value(static_cast<std::size_t>(length), '\0');
-  const ssize_t read = fgetxattr(descriptor, name, value.data(), value.size(), 0, 0);
-  if (read != length) return std::nullopt;
-  return value;
-}
 
 std::string accessControlOf(int descriptor) {
   const acl_t list = acl_get_fd_np(descriptor, ACL_TYPE_EXTENDED);
@@ -177,53 +154,40 @@ std::filesystem::path applicationSupportFolder() {
   return std::filesystem::path(found != nullptr ? found->pw_dir : "/") / "Library/Application Support";
 }
 
-std::optional<FileAttributes> readAttributes(int descriptor) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return std::nullopt;
-  const std::optional<std::string> names = attributeNames(descriptor);
-  if (!names) return std::nullopt;
-  FileAttributes attributes{.mode = status.st_mode & 07777u,
-                            .owner = status.st_uid,
-                            .group = status.st_gid,
-                            .flags = status.st_flags,
-                            .creation = fromTimespec(status.st_birthtimespec),
-                            .accessControl = accessControlOf(descriptor),
-                            .extended = {}};
-  for (std::size_t at = 0; at < names->size(); at = names->find('\0', at) + 1) {
-    const char* name = names->data() + at;
-    if (auto value = attributeValue(descriptor, name))
-      attributes.extended.emplace_back(name, std::move(*value));
-  }
-  std::sort(attributes.extended.begin(), attributes.extended.end());
-  return attributes;
+const bool Native::inheritsExtended = false;
+
+ssize_t Native::listNames(int descriptor, char* names, std::size_t size) {
+  return flistxattr(descriptor, names, size, 0);
 }
 
-std::error_code applyAttributes(int descriptor, const FileAttributes& attributes) {
-  const std::optional<FileAttributes> current = readAttributes(descriptor);
-  if (!current) return Files::lastError();
-  if (*current == attributes) return {};
-  std::error_code first;
-  const auto attempt = [&first](int result) {
-    if (result != 0 && !first) first = Files::lastError();
-  };
-  const bool ownerDiffers = current->owner != attributes.owner || current->group != attributes.group;
-  if (ownerDiffers) attempt(fchown(descriptor, attributes.owner, attributes.group));
-  if (ownerDiffers || current->mode != attributes.mode)
-    attempt(fchmod(descriptor, static_cast<mode_t>(attributes.mode)));
-  if (current->accessControl != attributes.accessControl) {
-    attempt(setAccessControl(descriptor, attributes.accessControl));
+ssize_t Native::getValue(int descriptor, const char* name, char* value, std::size_t size) {
+  return fgetxattr(descriptor, name, value, size, 0, 0);
+}
+
+int Native::setValue(int descriptor, const char* name, const std::string& value) {
+  return fsetxattr(descriptor, name, value.data(), value.size(), 0, 0);
+}
+
+int Native::removeValue(int descriptor, const char* name) { return fremovexattr(descriptor, name, 0); }
+
+void Native::readOwn(int descriptor, const struct stat& status, FileAttributes& attributes) {
+  attributes.flags = status.st_flags;
+  attributes.creation = fromTimespec(status.st_birthtimespec);
+  attributes.accessControl = accessControlOf(descriptor);
+}
+
+void Native::applyOwn(int descriptor, const FileAttributes& current, const FileAttributes& wanted,
+                      const std::function<void(int)>& attempt) {
+  if (current.accessControl != wanted.accessControl) {
+    attempt(setAccessControl(descriptor, wanted.accessControl));
   }
-  for (const auto& attribute : attributes.extended) {
-    if (std::binary_search(current->extended.begin(), current->extended.end(), attribute)) continue;
-    attempt(fsetxattr(descriptor, attribute.first.c_str(), attribute.second.data(), attribute.second.size(),
-                      0, 0));
-  }
-  if (attributes.creation && current->creation != attributes.creation) {
-    attempt(setCreationDate(descriptor, *attributes.creation));
+  if (wanted.creation && current.creation != wanted.creation) {
+    attempt(setCreationDate(descriptor, *wanted.creation));
   }
   // Last: a flag may forbid all other changes.
-  if (current->flags != attributes.flags) attempt(fchflags(descriptor, attributes.flags));
-  return first;
+  if (current.flags != wanted.flags) attempt(fchflags(descriptor, wanted.flags));
 }
+
+bool silencePipe(int descriptor) { return fcntl(descriptor, F_SETNOSIGPIPE, 1) == 0; }
 
 }  // namespace tollbrook::Platform
