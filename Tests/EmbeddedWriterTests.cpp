@@ -152,6 +152,22 @@ TEST(EmbeddedWriter, AsksNobodyWhenThereIsNothingThatCouldBeWritten) {
   EXPECT_EQ(oneShots(program), 0);
 }
 
+TEST(EmbeddedWriter, PutsSouthernAndWesternPositionsRightOnceTheFileIsWritten) {
+  SidecarData data = someData();
+  data.latitude = -33.8568;
+  data.longitude = 151.2153;
+  StandIn program("2: say     1 files failed condition; marker\n3: failed; marker\n5: failed; marker");
+  EmbeddedWriter writer(settingsFor(program));
+  EXPECT_TRUE(writer.write("/a.jpg", data, {}) == confirmed);
+  EXPECT_TRUE(writer.write("/refused.jpg", data, {}) == writtenOnly) << "it needs no second command";
+  EXPECT_TRUE(writer.write("/b.mov", data, {}) == writtenOnly) << "its position is not what the sidecar says";
+  writer.close();
+  EXPECT_EQ(countOf("-execute\n", program.log()), 5);
+  EXPECT_EQ(countOf("-XMP-exif:GPSLatitude=-33.8568\n-XMP-exif:GPSLongitude=151.2153\n/a.jpg\n-execute\n",
+                    program.log()),
+            1);
+}
+
 TEST(EmbeddedWriter, GivesACommandThreeMinutes) {
   EXPECT_EQ(ExifTool::answerLimit, 180s);
   EXPECT_EQ(EmbeddedWriter::Settings{}.answerLimit, 180s);
@@ -300,6 +316,30 @@ TEST(RealEmbeddedWriter, KeepsModeOwnerAndExtendedAttributes) {
   EXPECT_EQ(attributesOf(folder / "a.jpg"), photo);
   EXPECT_EQ(attributesOf(folder / "b\n.jpg"), oddlyNamed);
   EXPECT_EQ(metadataValue(metadataOf(folder / "a.jpg"), "IFD0:ImageDescription"), "x");
+}
+
+TEST(RealEmbeddedWriter, WritesAVideosPositionOnItsOwnSideOfTheGlobe) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  TemporaryFolder folder;
+  EmbeddedWriter writer({});
+  const std::pair<double, double> positions[] = {
+      {-33.8568, 151.2153}, {40.6892, -74.0445}, {-22.9519, -43.2105}, {48.8584, 2.2945}};
+  for (const auto& [latitude, longitude] : positions) {
+    SidecarData data = someData();
+    data.latitude = latitude;
+    data.longitude = longitude;
+    // A photo keeps its position in EXIF, with references.
+    const std::pair<const char*, std::string> files[] = {
+        {"video.mp4", "XMP-exif"}, {"line\nfeed.mp4", "XMP-exif"}, {"photo.jpg", "Composite"}};
+    for (const auto& [name, group] : files) {
+      const auto file = folder / std::to_string(latitude) / name;
+      writeFile(file, file.extension() == ".mp4" ? test::tinyMp4(2000) : tinyJpeg());
+      EXPECT_TRUE(writer.write(file, data, {}) == confirmed);
+      const auto metadata = metadataOf(file);
+      EXPECT_NEAR(std::stod(metadataValue(metadata, group + ":GPSLatitude")), latitude, 1e-6);
+      EXPECT_NEAR(std::stod(metadataValue(metadata, group + ":GPSLongitude")), longitude, 1e-6);
+    }
+  }
 }
 
 TEST(RealEmbeddedWriter, DoesNotRunTheOptionsInAPhotosName) {

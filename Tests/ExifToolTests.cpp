@@ -79,6 +79,18 @@ TEST(ExifToolArguments, PutZeroNorthEastAndAboveTheSea) {
                                                   "-GPSLongitude=0.0", "-GPSLongitudeRef=E"));
 }
 
+TEST(ExifToolSignArguments, AreForTheSouthAndTheWestAlone) {
+  EXPECT_THAT(
+      signArguments(at(-33.8568, 151.2153, -3.5)),
+      ElementsAre("-overwrite_original", "-P", "-api", "QuickTimeUTC=1", "-if", "$XMP-exif:GPSLatitude",
+                  "-XMP-exif:GPSLatitude=-33.8568", "-XMP-exif:GPSLongitude=151.2153"));
+  EXPECT_THAT(signArguments(at(0, -1e-7)), testing::Contains("-XMP-exif:GPSLongitude=-1e-07"));
+  for (const SidecarData& data :
+       {at(0, 0, -5), at(48.1, 11.5), at(-91, 0), at(notANumber, -5), takenAt(taken)}) {
+    EXPECT_THAT(signArguments(data), IsEmpty());
+  }
+}
+
 TEST(ExifToolArguments, HaveNumbersInTheirShortestForm) {
   EXPECT_THAT(values(at(37.4219983, -122.084, 12)),
               ElementsAre("-GPSLatitude=37.4219983", "-GPSLatitudeRef=N", "-GPSLongitude=122.084",

@@ -89,8 +89,26 @@ EmbeddedWriter::Result EmbeddedWriter::write(const std::filesystem::path& file, 
 EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::path& file,
                                                          const SidecarData& data,
                                                          const std::optional<std::string>& caption) {
+  Result result =
+      give(file, {.inSession = [&](ExifTool::Session& session) { return session.write(file, data, caption); },
+                  .alone =
+                      [&](std::chrono::milliseconds limit) {
+                        return ExifTool::writeOnce(file, data, caption, settings_.exifTool, limit);
+                      }});
+  if (!result.confirmed || ExifTool::signArguments(data).empty()) return result;
+  result.confirmed =
+      give(file, {.inSession = [&](ExifTool::Session& session) { return session.writeSigns(file, data); },
+                  .alone =
+                      [&](std::chrono::milliseconds limit) {
+                        return ExifTool::writeSignsOnce(file, data, settings_.exifTool, limit);
+                      }})
+          .confirmed;
+  return result;
+}
+
+EmbeddedWriter::Result EmbeddedWriter::give(const std::filesystem::path& file, const Command& command) {
   if (ExifTool::canNameInCommand(file) && haveSession()) {
-    if (session_->write(file, data, caption)) {
+    if (command.inSession(*session_)) {
       sessionHasSucceeded_ = true;
       return {true, session_->lastWriteConfirmed()};
     }
@@ -98,8 +116,7 @@ EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::
     letGoOfSession();
     removeTemporary(file);
   }
-  const bool written =
-      ExifTool::writeOnce(file, data, caption, settings_.exifTool, settings_.answerLimit + timeToCopy(file));
+  const bool written = command.alone(settings_.answerLimit + timeToCopy(file));
   if (!written) removeTemporary(file);
   return {written, written};
 }

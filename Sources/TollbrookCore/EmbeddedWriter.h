@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -52,8 +53,14 @@ class EmbeddedWriter {
   void close();
 
  private:
+  // One command, given to a session or to a process of its own.
+  struct Command {
+    std::function<bool(ExifTool::Session&)> inSession;
+    std::function<bool(std::chrono::milliseconds limit)> alone;
+  };
   Result writeWithExifTool(const std::filesystem::path& file, const SidecarData& data,
                            const std::optional<std::string>& caption);
+  Result give(const std::filesystem::path& file, const Command& command);
   bool haveSession();
   void letGoOfSession();
 

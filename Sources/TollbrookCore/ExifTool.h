@@ -34,6 +34,11 @@ const std::optional<std::filesystem::path>& path();
 /// one line.
 std::vector<std::string> arguments(const SidecarData& data, const std::optional<std::string>& caption);
 
+/// The arguments that put a southern or western position right after that, in a file that keeps it in XMP:
+/// XMP has no tags for the references, so that there exiftool takes the absolute values for north and east.
+/// Files that do not are left as they are. Empty for all other positions.
+std::vector<std::string> signArguments(const SidecarData& data);
+
 /// Whether a path can be named in a command to a session: commands are lines, so one with a line feed or a
 /// carriage return cannot. (No path holds a NUL byte; one that does is not named either.)
 bool canNameInCommand(const std::filesystem::path& file);
@@ -48,6 +53,11 @@ bool writeOnce(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::string>& caption,
                const std::optional<std::filesystem::path>& executable = path(),
                std::chrono::milliseconds limit = answerLimit);
+
+/// The same with the signArguments of `data`. Also true when there was nothing to put right.
+bool writeSignsOnce(const std::filesystem::path& file, const SidecarData& data,
+                    const std::optional<std::filesystem::path>& executable = path(),
+                    std::chrono::milliseconds limit = answerLimit);
 
 /// One exiftool child in -stay_open mode. Running from start until close; there is no restart. write and
 /// close may be called from any thread and exclude each other.
@@ -70,6 +80,9 @@ class Session {
   /// is sent.
   bool write(const std::filesystem::path& file, const SidecarData& data,
              const std::optional<std::string>& caption);
+
+  /// The same with the signArguments of `data`.
+  bool writeSigns(const std::filesystem::path& file, const SidecarData& data);
 
   /// Whether exiftool said of the last write's file that it was updated, or needed no change. False after a
   /// write that returned false, and when the marker that answered it was that of an earlier command.

@@ -102,8 +102,7 @@ class Session::Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  bool write(const std::filesystem::path& file, const SidecarData& data,
-             const std::optional<std::string>& caption);
+  bool send(const std::filesystem::path& file, const std::vector<std::string>& arguments);
   bool lastWriteConfirmed() const { return confirmed_; }
   bool isRunning() { return process_->isRunning(); }
   void close(bool withStopCommand);
@@ -171,8 +170,7 @@ void Session::Child::read(int output, int release) {
   }
 }
 
-bool Session::Child::write(const std::filesystem::path& file, const SidecarData& data,
-                           const std::optional<std::string>& caption) {
+bool Session::Child::send(const std::filesystem::path& file, const std::vector<std::string>& arguments) {
   const std::lock_guard lock(lock_);
   confirmed_ = false;
   const auto name = fileArgument(file);
@@ -180,7 +178,7 @@ bool Session::Child::write(const std::filesystem::path& file, const SidecarData&
   if (answers_.hasEnded() || !isRunning()) return false;
 
   std::string command;
-  for (const std::string& argument : arguments(data, caption)) command += argument + '\n';
+  for (const std::string& argument : arguments) command += argument + '\n';
   command += *name + "\n-execute\n";
   const auto deadline = Clock::now() + limit_;
   const std::size_t taken = process_->writeInput(command, deadline);
@@ -218,7 +216,11 @@ Session::~Session() = default;
 
 bool Session::write(const std::filesystem::path& file, const SidecarData& data,
                     const std::optional<std::string>& caption) {
-  return child_->write(file, data, caption);
+  return child_->send(file, arguments(data, caption));
+}
+
+bool Session::writeSigns(const std::filesystem::path& file, const SidecarData& data) {
+  return child_->send(file, signArguments(data));
 }
 
 bool Session::lastWriteConfirmed() const { return child_->lastWriteConfirmed(); }
