@@ -83,6 +83,29 @@ TEST(ChildProcess, GetsOurEnvironment) {
   unsetenv("TOLLBROOK_CHILD_TEST");
 }
 
+TEST(ChildProcess, GetsTheChangesToOurEnvironment) {
+  StandIn program;
+  program.setScript("start: dump " + (program / "dump").string());
+  setenv("TOLLBROOK_CHILD_TEST", "ours", 1);
+  setenv("TOLLBROOK_CHILD_TEST_2", "goes", 1);
+  ChildProcess::Command command{.executable = program.path(), .arguments = {}};
+  command.environment = {{"TOLLBROOK_CHILD_TEST", "theirs"},
+                         {"TOLLBROOK_CHILD_TEST_2", std::nullopt},
+                         {"TOLLBROOK_CHILD_TEST_3", "new"}};
+  const auto child = ChildProcess::start(command);
+  ASSERT_TRUE(child != nullptr);
+  ASSERT_EQ(child->waitUntil(never), 0);
+  EXPECT_STREQ(std::getenv("TOLLBROOK_CHILD_TEST"), "ours");
+  unsetenv("TOLLBROOK_CHILD_TEST");
+  unsetenv("TOLLBROOK_CHILD_TEST_2");
+  const std::string dump = readFile(program / "dump");
+  EXPECT_NE(dump.find("variable: TOLLBROOK_CHILD_TEST=theirs\n"), std::string::npos) << dump;
+  EXPECT_EQ(dump.find("TOLLBROOK_CHILD_TEST=ours"), std::string::npos) << dump;
+  EXPECT_EQ(dump.find("TOLLBROOK_CHILD_TEST_2"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("variable: TOLLBROOK_CHILD_TEST_3=new\n"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("variable: PATH="), std::string::npos) << dump;
+}
+
 TEST(ChildProcess, CannotBeStartedFromWhatIsNoProgram) {
   TemporaryFolder folder;
   writeFile(folder / "text", "no program");

@@ -44,8 +44,8 @@ std::optional<int> runOnce(const std::filesystem::path& file, std::vector<std::s
   const auto name = fileArgument(file);
   if (!executable || !name) return std::nullopt;
   arguments.push_back(*name);
-  const auto child = ChildProcess::start(
-      {*executable, std::move(arguments), ChildProcess::Stream::inherited, ChildProcess::Stream::nullDevice});
+  const auto child = ChildProcess::start({*executable, std::move(arguments), ChildProcess::Stream::inherited,
+                                          ChildProcess::Stream::nullDevice, environmentChanges()});
   if (!child) return std::nullopt;
   const auto status = child->waitUntil(ChildProcess::Clock::now() + limit);
   if (!status) child->end();
@@ -103,6 +103,14 @@ std::vector<std::string> signArguments(const SidecarData& data) {
                            fmt::format("-XMP-exif:GPSLatitude={}", numberText(*values.latitude)),
                            fmt::format("-XMP-exif:GPSLongitude={}", numberText(*values.longitude))});
   return list;
+}
+
+ChildProcess::EnvironmentChanges environmentChanges() {
+  return {{"EXIFTOOL_HOME", "/dev/null"},
+          {"PERL5DB", std::nullopt},
+          {"PERL5OPT", std::nullopt},
+          {"PERLIO", std::nullopt},
+          {"PERL_UNICODE", std::nullopt}};
 }
 
 bool canNameInCommand(const std::filesystem::path& file) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "TollbrookCore/Models.h"
+#include "TollbrookCore/Support/ChildProcess.h"
 
 /// The bridge to the external exiftool program, which writes embedded metadata into files of every kind. Two
 /// ways to run it: one child process for one file, or a Session, one long-lived child that takes a command
@@ -38,6 +39,12 @@ std::vector<std::string> arguments(const SidecarData& data, const std::optional<
 /// XMP has no tags for the references, so that there exiftool takes the absolute values for north and east.
 /// Files that do not are left as they are. Empty for all other positions.
 std::vector<std::string> signArguments(const SidecarData& data);
+
+/// What exiftool finds otherwise in its environment than we do, so that it works alike for everybody: no
+/// configuration file of the user's, which could have it keep old values or assign to other tags and still
+/// report success, and none of the variables with which Perl itself reads and writes differently. (Where a
+/// Perl looks for its modules is left alone.)
+ChildProcess::EnvironmentChanges environmentChanges();
 
 /// Whether a path can be named in a command to a session: commands are lines, so one with a line feed or a
 /// carriage return cannot. (No path holds a NUL byte; one that does is not named either.)

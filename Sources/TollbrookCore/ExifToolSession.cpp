@@ -135,8 +135,11 @@ bool Session::Child::open(const std::filesystem::path& executable) {
   auto pipe = makePipe();
   if (!pipe) return false;
   release_ = std::move(*pipe);
-  const ChildProcess::Command command{
-      executable, {"-stay_open", "True", "-@", "-"}, ChildProcess::Stream::pipe, ChildProcess::Stream::pipe};
+  const ChildProcess::Command command{executable,
+                                      {"-stay_open", "True", "-@", "-"},
+                                      ChildProcess::Stream::pipe,
+                                      ChildProcess::Stream::pipe,
+                                      environmentChanges()};
   std::promise<std::unique_ptr<ChildProcess>> start;
   auto started = start.get_future();
   reader_ = quietThread([this, command, start = std::move(start), release = release_.read.get()]() mutable {

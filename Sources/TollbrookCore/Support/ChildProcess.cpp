@@ -12,6 +12,8 @@
 #include <climits>
 #include <thread>
 
+extern char** environ;
+
 namespace tollbrook {
 namespace {
 
@@ -42,10 +44,35 @@ std::optional<Pipe> makePipeLocked() {
   return result;
 }
 
+/// The texts as exec takes them, for as long as they live.
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts) result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+std::vector<std::string> changed(const char* const* environment,
+                                 const ChildProcess::EnvironmentChanges& changes) {
+  std::vector<std::string> result;
+  for (; environment != nullptr && *environment != nullptr; ++environment) {
+    const std::string_view variable = *environment;
+    const auto isChanged = [&](const auto& change) {
+      return variable.substr(0, variable.find('=')) == change.first;
+    };
+    if (std::none_of(changes.begin(), changes.end(), isChanged)) result.emplace_back(variable);
+  }
+  for (const auto& [name, value] : changes) {
+    if (value) result.push_back(name + '=' + *value);
+  }
+  return result;
+}
+
 /// What the child needs between fork and exec, where nothing may be allocated.
 struct Launch {
   const char* executable;
   char* const* arguments;
+  char* const* environment;
   std::array<int, 3> streams{-1, -1, -1};  ///< to become 0, 1 and 2; -1 keeps the inherited one
   int errorReport;                         ///< takes errno when exec fails; closes when it succeeds
 };
@@ -68,7 +95,7 @@ void resetSignals() {
   }
   if (ready) {
     resetSignals();
-    execv(launch.executable, launch.arguments);
+    execve(launch.executable, launch.arguments, launch.environment);
   }
   const int error = errno;
   // A parent that is gone cannot be told.
@@ -170,9 +197,9 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const Command& command) {
 Descriptor ChildProcess::launch(const Command& command) {
   std::vector<std::string> words{command.executable.string()};
   words.insert(words.end(), command.arguments.begin(), command.arguments.end());
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
+  std::vector<std::string> variables = changed(environ, command.environment);
+  const std::vector<char*> arguments = pointers(words);
+  const std::vector<char*> environment = pointers(variables);
 
   const Descriptor null = guarded(open("/dev/null", O_RDWR | O_CLOEXEC));
   std::optional<Pipe> errorReport = makePipeLocked();
@@ -183,7 +210,8 @@ Descriptor ChildProcess::launch(const Command& command) {
   if (!null || !errorReport || !input || !output) return Descriptor();
   if (input->write) fcntl(input->write.get(), F_SETFL, O_NONBLOCK);
 
-  Launch launch{words[0].c_str(), arguments.data(), {-1, -1, null.get()}, errorReport->write.get()};
+  Launch launch{
+      words[0].c_str(), arguments.data(), environment.data(), {-1, -1, null.get()}, errorReport->write.get()};
   if (command.input != Stream::inherited) launch.streams[0] = input->read ? input->read.get() : null.get();
   if (command.output != Stream::inherited)
     launch.streams[1] = output->write ? output->write.get() : null.get();

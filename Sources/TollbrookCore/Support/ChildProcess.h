@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "TollbrookCore/Support/Files.h"
@@ -35,11 +36,15 @@ class ChildProcess {
 
   enum class Stream { inherited, nullDevice, pipe };
 
+  /// Names with the values that the child gets in place of ours; none takes the variable from it.
+  using EnvironmentChanges = std::vector<std::pair<std::string, std::optional<std::string>>>;
+
   struct Command {
     std::filesystem::path executable;    ///< absolute; no search path is consulted
     std::vector<std::string> arguments;  ///< without the program's own name
     Stream input = Stream::nullDevice;
     Stream output = Stream::nullDevice;
+    EnvironmentChanges environment = {};
   };
 
   /// Starts the program; none when it cannot be launched. The system may tie the child to the thread that
