@@ -43,6 +43,14 @@ bool hasRoomForCopy(const FileRestorer::Target& target) {
   return free >= static_cast<std::uint64_t>(file.st_size) + metadata;
 }
 
+// A folder can be moved away while a file in it is written, and another one take its place.
+bool isFolderAtItsPath(const FileRestorer::Target& target) {
+  struct stat held {};
+  struct stat named {};
+  return fstat(target.folder, &held) == 0 && stat(target.path.parent_path().c_str(), &named) == 0 &&
+         held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+}
+
 }  // namespace
 
 FileRestorer::FileRestorer(const RestoreOptions& options, EmbeddedWriter::Settings settings)
@@ -75,7 +83,8 @@ FileRestorer::EmbeddedStep FileRestorer::embed(const Target& target, const Sidec
   if (faccessat(target.folder, ".", W_OK, AT_EACCESS) != 0) return step;
   const EmbeddedWriter::Result result =
       writer_->write(target.path, data, options_.writeCaptions ? data.caption : std::nullopt);
-  if (!result.confirmed && !hasRoomForCopy(target)) {
+  // The writer goes by the path; the dates and the sidecar are of the folder that we hold.
+  if (!isFolderAtItsPath(target) || (!result.confirmed && !hasRoomForCopy(target))) {
     step.mayBeDated = false;
     return step;
   }
