@@ -6,6 +6,7 @@
 #include <map>
 
 #include "TollbrookCore/FileRestorer.h"
+#include "TollbrookCore/ImageMetadata/ImageWriter.h"
 
 namespace tollbrook::MetadataWriter {
 namespace {
@@ -75,8 +76,15 @@ Result restore(const std::filesystem::path& media, const SidecarData& data, cons
   return restoreOne(restorer, options, media, data).result;
 }
 
-bool writeWithImageIO(const std::filesystem::path&, const SidecarData&, const std::optional<std::string>&) {
-  return false;
+bool writeWithImageIO(const std::filesystem::path& file, const SidecarData& data,
+                      const std::optional<std::string>& caption) {
+  // Whatever goes wrong, the file is as it was.
+  try {
+    ImageMetadata::writeImage(file, ImageMetadata::targetTags(data, caption));
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 std::pair<std::vector<MediaPair>, RestoreOutcome> restoreTree(

@@ -43,6 +43,13 @@ bool isOpenElsewhere(int directory, const char* name);
 /// system can ask for that.
 std::error_code forceToDisk(int descriptor);
 
+/// Copies up to `length` bytes of the file open as `from`, from `offset` on, to the position of the one open
+/// as `to`, without reading them where the system can do that. The number of bytes copied, which may be none.
+std::uint64_t copyRange(int from, std::uint64_t offset, int to, std::uint64_t length);
+
+/// Gives the file open as `to` the times of access and modification of the one open as `from`.
+std::error_code copyTimes(int from, int to);
+
 /// Opaque bytes that lead back to the folder even after it was moved; none where the system has no such
 /// thing.
 std::optional<std::string> makeBookmark(const std::filesystem::path& folder);

@@ -101,6 +101,28 @@ std::error_code forceToDisk(int descriptor) {
   return {};
 }
 
+std::uint64_t copyRange(int from, std::uint64_t offset, int to, std::uint64_t length) {
+  constexpr std::uint64_t mostPerCall = std::uint64_t{1} << 30;
+  std::uint64_t copied = 0;
+  while (copied < length) {
+    auto position = static_cast<off_t>(offset + copied);
+    const ssize_t count =
+        copy_file_range(from, &position, to, nullptr, std::min(length - copied, mostPerCall), 0);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) break;
+    copied += static_cast<std::uint64_t>(count);
+  }
+  return copied;
+}
+
+std::error_code copyTimes(int from, int to) {
+  struct stat status {};
+  if (fstat(from, &status) != 0) return Files::lastError();
+  const timespec times[2] = {status.st_atim, status.st_mtim};
+  if (futimens(to, times) != 0) return Files::lastError();
+  return {};
+}
+
 std::optional<std::string> makeBookmark(const std::filesystem::path&) { return std::nullopt; }
 
 std::optional<std::filesystem::path> resolveBookmark(const std::string&) { return std::nullopt; }

@@ -108,6 +108,17 @@ std::error_code forceToDisk(int descriptor) {
   return {};
 }
 
+// Nothing copies a part of a file without reading it.
+std::uint64_t copyRange(int, std::uint64_t, int, std::uint64_t) { return 0; }
+
+std::error_code copyTimes(int from, int to) {
+  struct stat status {};
+  if (fstat(from, &status) != 0) return Files::lastError();
+  const timespec times[2] = {status.st_atimespec, status.st_mtimespec};
+  if (futimens(to, times) != 0) return Files::lastError();
+  return {};
+}
+
 #ifdef TOLLBROOK_HAS_BOOKMARKS
 
 std::optional<std::string> makeBookmark(const std::filesystem::path& folder) {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TollbrookCore/ImageMetadata/TargetTags.h"
+
+/// XMP packets (ISO 16684-1), as they stand in a file, from wrapper to wrapper or without. Pure functions.
+namespace tollbrook::ImageMetadata {
+
+/// The packet with those of its properties brought into line that mean the same as a target tag, so that no
+/// reader shows the old value. None when nothing is to change, and when the packet cannot be read: it then
+/// stays as it is.
+std::optional<std::string> updatedXmp(std::string_view packet, const TargetTags& target);
+
+/// The same, and the caption is put in as dc:description when the packet has none.
+std::optional<std::string> updatedXmpWithCaption(std::string_view packet, const TargetTags& target);
+
+/// A new packet that holds the caption as dc:description, for containers without a place for IPTC.
+std::string newXmp(std::string_view caption);
+
+}  // namespace tollbrook::ImageMetadata
