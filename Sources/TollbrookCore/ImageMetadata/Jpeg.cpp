@@ -1,9 +1,240 @@
 #include "TollbrookCore/ImageMetadata/Jpeg.h"
 
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/JpegSegments.h"
+#include "TollbrookCore/ImageMetadata/MultiPicture.h"
+#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/XmpPacket.h"
+
 namespace tollbrook::ImageMetadata::Jpeg {
+namespace {
+
+constexpr std::uint64_t exifHeaderSize = 6;
+constexpr std::uint32_t uncalibrated = 0xFFFF;  ///< ColorSpace
+
+/// What stands before the first scan afterwards.
+class Editor {
+ public:
+  Editor(const ByteSource& file, const TargetTags& target);
+
+  OutputPlan plan();
+
+ private:
+  void editExif();
+  void requireMandatoryTags(TiffEdits& edits) const;
+  void editXmp();
+  void editCaption();
+  void editResourcesOf(std::size_t segment);
+  void editJoinedResources(const std::vector<std::size_t>& segments);
+  void followMultiPicture();
+
+  std::string payload(std::size_t segment) const {
+    return file_.read(layout_.segments[segment].payloadOffset, layout_.segments[segment].payloadLength);
+  }
+  std::vector<std::size_t> segmentsOf(std::uint8_t marker, std::string_view header) const;
+  /// Leaves a segment alone that is to become what it is.
+  void setPayload(std::size_t segment, const std::string& bytes);
+  /// How many bytes longer everything from this segment to the first scan becomes.
+  std::int64_t growthFrom(std::size_t segment) const;
+  /// Behind Exif and what must come before it.
+  std::size_t placeOfExif() const;
+
+  const ByteSource& file_;
+  const TargetTags& target_;
+  Layout layout_;
+  std::map<std::size_t, std::string> replaced_;  ///< by index; empty: the segment goes
+  std::map<std::size_t, std::string> inserted_;  ///< before the segment of this index
+};
+
+Editor::Editor(const ByteSource& file, const TargetTags& target)
+    : file_(file), target_(target), layout_(readLayout(file)) {}
+
+OutputPlan Editor::plan() {
+  editExif();
+  editXmp();
+  if (!target_.caption.empty()) editCaption();
+  followMultiPicture();
+  OutputPlan plan(file_);
+  plan.copy(0, 2);
+  for (std::size_t i = 0; i <= layout_.segments.size(); ++i) {
+    if (const auto found = inserted_.find(i); found != inserted_.end()) plan.add(found->second);
+    if (i == layout_.segments.size()) break;
+    if (const auto found = replaced_.find(i); found != replaced_.end()) {
+      plan.add(found->second);
+    } else {
+      plan.copy(layout_.segments[i].offset, layout_.segments[i].length);
+    }
+  }
+  plan.copy(layout_.scans, file_.size() - layout_.scans);
+  return plan;
+}
+
+std::vector<std::size_t> Editor::segmentsOf(std::uint8_t marker, std::string_view header) const {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < layout_.segments.size(); ++i) {
+    if (layout_.segments[i].is(marker, header)) found.push_back(i);
+  }
+  return found;
+}
+
+void Editor::setPayload(std::size_t segment, const std::string& bytes) {
+  if (bytes != payload(segment)) replaced_[segment] = segmentBytes(layout_.segments[segment].marker, bytes);
+}
+
+std::size_t Editor::placeOfExif() const {
+  std::size_t place = 0;
+  while (place < layout_.segments.size() && layout_.segments[place].marker == app0) ++place;
+  return place;
+}
+
+void Editor::editExif() {
+  TiffEdits edits = exifEdits(target_);
+  requireMandatoryTags(edits);
+  const auto segments = segmentsOf(app1, exifHeader);
+  if (segments.size() > 1) throw Refused("there are several Exif segments");
+  if (segments.empty()) {
+    const std::string header("Exif\0\0", exifHeaderSize);
+    inserted_[placeOfExif()] = segmentBytes(app1, header + newExifBlock(edits));
+    return;
+  }
+  const std::string old = payload(segments.front());
+  if (old.size() < exifHeaderSize) throw Refused("the Exif segment is empty");
+  const MemorySource block(std::string_view(old).substr(exifHeaderSize));
+  setPayload(segments.front(), old.substr(0, exifHeaderSize) + patchTiff(block, edits).bytes());
+}
+
+// The tags that Exif 2.32 (4.6.8, table 20) wants in a compressed image.
+void Editor::requireMandatoryTags(TiffEdits& edits) const {
+  edits.newFirst = {TiffField::ofRationals(TiffTag::xResolution, {{72, 1}}),
+                    TiffField::ofRationals(TiffTag::yResolution, {{72, 1}}),
+                    TiffField::ofNumbers(TiffTag::resolutionUnit, TiffType::shortInteger, {2}),
+                    TiffField::ofNumbers(TiffTag::ycbcrPositioning, TiffType::shortInteger, {1})};
+  auto& exif = edits.newExif;
+  exif.push_back(
+      TiffField::ofBytes(TiffTag::componentsConfiguration, TiffType::undefined, std::string("\1\2\3\0", 4)));
+  exif.push_back(TiffField::ofBytes(TiffTag::flashpixVersion, TiffType::undefined, "0100"));
+  exif.push_back(TiffField::ofNumbers(TiffTag::colorSpace, TiffType::shortInteger, {uncalibrated}));
+  exif.push_back(TiffField::ofNumbers(TiffTag::pixelXDimension, TiffType::longInteger, {layout_.width}));
+  exif.push_back(TiffField::ofNumbers(TiffTag::pixelYDimension, TiffType::longInteger, {layout_.height}));
+  edits.sizeLimit = mostPayload - exifHeaderSize;
+}
+
+void Editor::editXmp() {
+  for (const std::size_t segment : segmentsOf(app1, xmpHeader)) {
+    const auto packet = updatedXmp(payload(segment).substr(xmpHeader.size()), target_);
+    if (packet) setPayload(segment, std::string(xmpHeader) + *packet);
+  }
+}
+
+void Editor::editCaption() {
+  const auto segments = segmentsOf(app13, photoshopHeader);
+  if (segments.empty()) {
+    const std::string payload = std::string(photoshopHeader) + withCaptionInResources({}, target_.caption);
+    const auto exif = segmentsOf(app1, exifHeader);
+    inserted_[exif.empty() ? placeOfExif() : exif.front() + 1] += segmentBytes(app13, payload);
+    return;
+  }
+  // Programs write several segments either as pieces of one list of resources or as a list each.
+  std::vector<std::size_t> withIptc;
+  try {
+    for (const std::size_t segment : segments) {
+      if (haveIptcResource(payload(segment).substr(photoshopHeader.size()))) withIptc.push_back(segment);
+    }
+  } catch (const Refused&) {
+    return editJoinedResources(segments);
+  }
+  if (withIptc.empty()) withIptc.push_back(segments.front());
+  for (const std::size_t segment : withIptc) editResourcesOf(segment);
+}
+
+void Editor::editResourcesOf(std::size_t segment) {
+  const std::string resources = payload(segment).substr(photoshopHeader.size());
+  setPayload(segment, std::string(photoshopHeader) + withCaptionInResources(resources, target_.caption));
+}
+
+void Editor::editJoinedResources(const std::vector<std::size_t>& segments) {
+  std::string joined;
+  for (const std::size_t segment : segments) joined += payload(segment).substr(photoshopHeader.size());
+  const std::string resources = withCaptionInResources(joined, target_.caption);
+  if (resources == joined) return;
+  const std::size_t most = mostPayload - photoshopHeader.size();
+  std::string bytes;
+  for (std::size_t at = 0; at < resources.size(); at += most) {
+    bytes += segmentBytes(app13, std::string(photoshopHeader) + resources.substr(at, most));
+  }
+  for (const std::size_t segment : segments) replaced_[segment].clear();
+  replaced_[segments.front()] = bytes;
+}
+
+std::int64_t Editor::growthFrom(std::size_t segment) const {
+  std::int64_t growth = 0;
+  for (const auto& [index, bytes] : inserted_) {
+    if (index >= segment) growth += static_cast<std::int64_t>(bytes.size());
+  }
+  for (const auto& [index, bytes] : replaced_) {
+    if (index < segment) continue;
+    growth +=
+        static_cast<std::int64_t>(bytes.size()) - static_cast<std::int64_t>(layout_.segments[index].length);
+  }
+  return growth;
+}
+
+// The further pictures are found by their distance from the index, which grows with what lies between.
+void Editor::followMultiPicture() {
+  for (const std::size_t segment : segmentsOf(app2, mpfHeader)) {
+    const std::int64_t growth = growthFrom(segment + 1);
+    if (growth == 0) continue;
+    const std::string old = payload(segment);
+    setPayload(segment, std::string(mpfHeader) + movedPictures(old.substr(mpfHeader.size()), growth));
+  }
+}
+
+bool isEdited(const Segment& segment) {
+  return segment.is(app1, exifHeader) || segment.is(app1, xmpHeader) || segment.is(app13, photoshopHeader) ||
+         segment.is(app2, mpfHeader);
+}
+
+std::vector<Segment> untouched(const Layout& layout) {
+  std::vector<Segment> segments;
+  std::remove_copy_if(layout.segments.begin(), layout.segments.end(), std::back_inserter(segments), isEdited);
+  return segments;
+}
+
+/// The trailer of the AXS File Concatenation Protocol says where its parts lie from the start of the file.
+bool endsWithAbsolutePlaces(const ByteSource& file) {
+  constexpr std::uint64_t footerSize = 12;
+  if (file.size() < footerSize) return false;
+  const std::string footer = file.read(file.size() - footerSize, 4);
+  return footer == "AXS!" || footer == "AXS*";
+}
+
+/// Reads the new file as any reader would.
+void verify(const ByteSource& before, const ByteSource& after) {
+  const Layout old = readLayout(before), now = readLayout(after);
+  const auto oldSegments = untouched(old), newSegments = untouched(now);
+  bool isSound =
+      oldSegments.size() == newSegments.size() && before.size() - old.scans == after.size() - now.scans;
+  for (std::size_t i = 0; isSound && i < oldSegments.size(); ++i) {
+    isSound = oldSegments[i].marker == newSegments[i].marker &&
+              oldSegments[i].length == newSegments[i].length &&
+              sameBytes(before, oldSegments[i].offset, after, newSegments[i].offset, oldSegments[i].length);
+  }
+  if (!isSound) throw Refused("something would change that is not to change");
+}
+
+}  // namespace
 
 bool recognizes(std::string_view start) { return start.starts_with("\xFF\xD8\xFF"); }
 
-OutputPlan plan(const ByteSource&, const TargetTags&) { throw Refused("JPEG files are not written yet"); }
+OutputPlan plan(const ByteSource& file, const TargetTags& target) {
+  if (endsWithAbsolutePlaces(file)) throw Refused("what follows the image must not be moved");
+  OutputPlan plan = Editor(file, target).plan();
+  verify(file, plan);
+  return plan;
+}
 
 }  // namespace tollbrook::ImageMetadata::Jpeg

@@ -1,15 +1,108 @@
 #include "TollbrookCore/ImageMetadata/Tiff.h"
 
+#include <algorithm>
+#include <array>
+
+#include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/XmpPacket.h"
+
 namespace tollbrook::ImageMetadata::Tiff {
+namespace {
+
+constexpr std::uint64_t mostMetadata = std::uint64_t{16} << 20;
+constexpr std::size_t longSize = 4;
+
+/// Many programs store IPTC as LONG numbers, and some of them swap its bytes with the file's.
+std::string iptcDatasets(const TiffReader& reader, const TiffEntry& entry) {
+  constexpr char marker = 0x1C;
+  std::string bytes = reader.value(entry, mostMetadata);
+  const bool isSwapped = bytes.size() >= longSize && bytes.size() % longSize == 0 && bytes[0] != marker &&
+                         bytes[longSize - 1] == marker;
+  if (!isSwapped) return bytes;
+  for (std::size_t at = 0; at < bytes.size(); at += longSize) {
+    std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                 bytes.begin() + static_cast<std::ptrdiff_t>(at + longSize));
+  }
+  return bytes;
+}
+
+TiffField iptcField(TiffType oldType, std::string datasets) {
+  const bool isOfBytes = sizeOf(oldType) == 1;
+  if (!isOfBytes) datasets.resize((datasets.size() + longSize - 1) / longSize * longSize, '\0');
+  return TiffField::ofBytes(TiffTag::iptc, isOfBytes ? oldType : TiffType::longInteger, std::move(datasets));
+}
+
+/// The caption in every place for IPTC that there is, or in a new one.
+void addCaption(const TiffReader& reader, const std::string& caption, TiffEdits& edits) {
+  const TiffEntry* const photoshop = reader.first().find(TiffTag::photoshop);
+  const TiffEntry* const iptc = reader.first().find(TiffTag::iptc);
+  std::string resources = photoshop != nullptr ? reader.value(*photoshop, mostMetadata) : std::string();
+  const bool haveIptc = haveIptcResource(resources);
+  if (haveIptc) resources = withCaptionInResources(resources, caption);
+  if (iptc != nullptr || !haveIptc) {
+    const std::string old = iptc != nullptr ? iptcDatasets(reader, *iptc) : std::string();
+    const TiffType type = iptc != nullptr ? iptc->type : TiffType::longInteger;
+    edits.first.push_back(iptcField(type, withIptcCaption(old, caption)));
+    if (!haveIptc) resources = withDigestOf(edits.first.back().bytes, resources);
+  }
+  if (photoshop != nullptr) {
+    edits.first.push_back(TiffField::ofBytes(TiffTag::photoshop, photoshop->type, std::move(resources)));
+  }
+}
+
+void addXmp(const TiffReader& reader, const TargetTags& target, TiffEdits& edits) {
+  const TiffEntry* const entry = reader.first().find(TiffTag::xmp);
+  if (entry == nullptr || sizeOf(entry->type) != 1) return;
+  if (auto packet = updatedXmp(reader.value(*entry, mostMetadata), target)) {
+    edits.first.push_back(TiffField::ofBytes(TiffTag::xmp, entry->type, std::move(*packet)));
+  }
+}
+
+bool isReduced(const TiffReader& reader, const TiffDirectory& directory) {
+  const TiffEntry* const type = directory.find(TiffTag::subfileType);
+  return type != nullptr && type->type == TiffType::longInteger && type->count == 1 &&
+         (reader.number(*type) & 1) != 0;
+}
+
+/// The tags that readers miss in the directories of an image that is not compressed as JPEG.
+void requireMandatoryTags(TiffEdits& edits) {
+  constexpr std::uint32_t uncalibrated = 0xFFFF;
+  // The method for a position that no receiver measured (Exif 2.32, 4.6.6).
+  const std::string method("ASCII\0\0\0MANUAL", 14);
+  edits.newExif.push_back(TiffField::ofBytes(TiffTag::flashpixVersion, TiffType::undefined, "0100"));
+  edits.newExif.push_back(TiffField::ofNumbers(TiffTag::colorSpace, TiffType::shortInteger, {uncalibrated}));
+  edits.newGps.push_back(TiffField::ofBytes(TiffTag::gpsProcessingMethod, TiffType::undefined, method));
+}
+
+/// Only the first page is kept; it must be what people call the picture.
+void requireFirstIsPicture(const TiffReader& reader) {
+  // Canon's raw format keeps a preview first and the raw picture in the last of its directories.
+  if (!reader.isBig() && reader.block().readUpTo(8, 2) == "CR") throw Refused("this is a raw photo");
+  const bool hasSubdirectories = reader.first().find(TiffTag::subIfds) != nullptr;
+  if (reader.first().next != 0 && !hasSubdirectories && isReduced(reader, reader.first())) {
+    throw Refused("the first page is only a preview of another");
+  }
+}
+
+}  // namespace
 
 bool recognizes(std::string_view start) {
   using namespace std::string_view_literals;
-  for (const auto magic : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
-    if (start.starts_with(magic)) return true;
-  }
-  return false;
+  constexpr std::array magics{"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv};
+  return std::any_of(magics.begin(), magics.end(),
+                     [&](std::string_view magic) { return start.starts_with(magic); });
 }
 
-OutputPlan plan(const ByteSource&, const TargetTags&) { throw Refused("TIFF files are not written yet"); }
+OutputPlan plan(const ByteSource& file, const TargetTags& target) {
+  const TiffReader reader(file);
+  requireFirstIsPicture(reader);
+  TiffEdits edits = exifEdits(target);
+  edits.keepsFirstPageOnly = true;
+  requireMandatoryTags(edits);
+  if (!target.caption.empty()) addCaption(reader, target.caption, edits);
+  addXmp(reader, target, edits);
+  return patchTiff(file, edits);
+}
 
 }  // namespace tollbrook::ImageMetadata::Tiff

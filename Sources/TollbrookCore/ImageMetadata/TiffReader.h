@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,10 @@ constexpr std::uint16_t subfileType = 0x00FE, imageDescription = 0x010E, stripOf
                         exifIfd = 0x8769, gpsIfd = 0x8825, interopIfd = 0xA005;
 constexpr std::uint16_t exifVersion = 0x9000, dateTimeOriginal = 0x9003, dateTimeDigitized = 0x9004,
                         offsetTimeOriginal = 0x9011, offsetTimeDigitized = 0x9012,
-                        componentsConfiguration = 0x9101, flashpixVersion = 0xA000, colorSpace = 0xA001;
+                        componentsConfiguration = 0x9101, flashpixVersion = 0xA000, colorSpace = 0xA001,
+                        pixelXDimension = 0xA002, pixelYDimension = 0xA003;
 constexpr std::uint16_t gpsVersionId = 0, gpsLatitudeRef = 1, gpsLatitude = 2, gpsLongitudeRef = 3,
-                        gpsLongitude = 4, gpsAltitudeRef = 5, gpsAltitude = 6;
+                        gpsLongitude = 4, gpsAltitudeRef = 5, gpsAltitude = 6, gpsProcessingMethod = 0x1B;
 }  // namespace TiffTag
 
 enum class TiffType : std::uint16_t {
@@ -64,6 +66,7 @@ struct TiffEntry {
 struct TiffDirectory {
   TiffArea area;  ///< from the number of entries to the offset of the next directory
   std::vector<TiffEntry> entries;
+  bool hasNext = true;     ///< false: the block ends before the offset of the next directory
   std::uint64_t next = 0;  ///< offset of the next directory in the chain; 0: none
 
   /// The first entry with this tag; null when there is none.
@@ -100,18 +103,22 @@ class TiffReader {
   }
 
  private:
-  TiffDirectory readDirectory(std::uint64_t offset) const;
+  void readHeader();
+  /// None when the block does not hold a sound one there.
+  std::optional<TiffDirectory> readDirectory(std::uint64_t offset);
   TiffEntry readEntry(std::string_view bytes, std::uint64_t position) const;
   std::optional<TiffDirectory> readPointedTo(std::uint16_t tag);
   void readOthers();
   void readChain(std::uint64_t offset);
-  void readSubdirectories(const TiffDirectory& directory);
+  void readSubdirectories(const TiffEntry& entry);
+  void readOther(std::uint64_t offset);
   void visit(std::uint64_t offset);
 
   const ByteSource* block_;
   ByteOrder order_ = ByteOrder::little;
   bool isBig_ = false;
-  std::vector<std::uint64_t> visited_;
+  std::uint64_t entriesRead_ = 0;
+  std::set<std::uint64_t> visited_;
   TiffDirectory first_;
   std::optional<TiffDirectory> exif_;
   std::optional<TiffDirectory> gps_;

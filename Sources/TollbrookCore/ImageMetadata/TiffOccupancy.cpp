@@ -1,0 +1,131 @@
+#include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace tollbrook::ImageMetadata {
+namespace {
+
+constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 2> pieceTags{{
+    {TiffTag::stripOffsets, TiffTag::stripByteCounts},
+    {TiffTag::tileOffsets, TiffTag::tileByteCounts},
+}};
+
+bool isInteger(TiffType type) {
+  return type == TiffType::shortInteger || type == TiffType::longInteger || type == TiffType::long8;
+}
+
+/// The numbers of an integer entry one after the other, a piece of them in memory.
+class Numbers {
+ public:
+  Numbers(const TiffReader& reader, const TiffEntry& entry)
+      : reader_(&reader), entry_(&entry), width_(sizeOf(entry.type).value_or(1)) {}
+
+  std::uint64_t at(std::uint64_t index) {
+    const std::uint64_t first = index / perPiece * perPiece;
+    if (piece_.empty() || first != first_) {
+      first_ = first;
+      const std::uint64_t count = std::min(perPiece, entry_->count - first);
+      piece_ = reader_->block().read(entry_->value->offset + first * width_, count * width_);
+    }
+    return reader_->numberIn(piece_, (index - first_) * width_, width_);
+  }
+
+ private:
+  static constexpr std::uint64_t perPiece = 4096;
+
+  const TiffReader* reader_;
+  const TiffEntry* entry_;
+  std::uint64_t width_;
+  std::uint64_t first_ = 0;
+  std::string piece_;
+};
+
+}  // namespace
+
+TiffOccupancy::TiffOccupancy(const TiffReader& reader) : reader_(&reader) {
+  owned_.push_back({{0, reader.headerSize()}, 0});
+  forEachDirectory([this](const TiffDirectory& directory) { add(directory); });
+}
+
+template <typename Visit>
+void TiffOccupancy::forEachDirectory(const Visit& visit) const {
+  visit(reader_->first());
+  if (reader_->exif() != nullptr) visit(*reader_->exif());
+  if (reader_->gps() != nullptr) visit(*reader_->gps());
+  for (const TiffDirectory& directory : reader_->others()) visit(directory);
+}
+
+void TiffOccupancy::add(const TiffDirectory& directory) {
+  owned_.push_back({directory.area, directory.area.offset});
+  for (const TiffEntry& entry : directory.entries) {
+    const bool isOutside = entry.value && entry.value->length > reader_->offsetWidth();
+    if (isOutside) owned_.push_back({*entry.value, entry.position});
+  }
+  addThumbnail(directory);
+}
+
+void TiffOccupancy::addThumbnail(const TiffDirectory& directory) {
+  const TiffEntry* const offset = directory.find(TiffTag::jpegOffset);
+  const TiffEntry* const length = directory.find(TiffTag::jpegLength);
+  if (offset == nullptr || length == nullptr || !offset->value || !length->value) return;
+  if (!isInteger(offset->type) || !isInteger(length->type) || offset->count == 0 || length->count == 0)
+    return;
+  const TiffArea area{reader_->number(*offset), reader_->number(*length)};
+  if (reader_->block().contains(area.offset, area.length)) owned_.push_back({area, offset->position});
+}
+
+bool TiffOccupancy::isAlone(const TiffEntry& entry) const {
+  return entry.value && isAlone(*entry.value, entry.position);
+}
+
+bool TiffOccupancy::isAlone(const TiffDirectory& directory) const {
+  return isAlone(directory.area, directory.area.offset);
+}
+
+bool TiffOccupancy::entriesAreAlone(const TiffDirectory& directory) const {
+  TiffArea area = directory.area;
+  if (directory.hasNext) area.length -= reader_->offsetWidth();
+  return isAlone(area, directory.area.offset);
+}
+
+bool TiffOccupancy::isAlone(const TiffArea& area, std::uint64_t owner) const {
+  const bool isShared = std::any_of(owned_.begin(), owned_.end(), [&](const Owned& other) {
+    return other.owner != owner && other.area.overlaps(area);
+  });
+  return !isShared && !touchesImageData(area);
+}
+
+bool TiffOccupancy::touchesImageData(const TiffArea& area) const {
+  bool touches = false;
+  forEachDirectory([&](const TiffDirectory& directory) {
+    for (const auto& [offsetsTag, lengthsTag] : pieceTags) {
+      const TiffEntry* const offsets = directory.find(offsetsTag);
+      const TiffEntry* const lengths = directory.find(lengthsTag);
+      if (offsets != nullptr && lengths != nullptr) {
+        touches = touches || touchesPieces(area, *offsets, *lengths);
+      }
+    }
+  });
+  return touches;
+}
+
+bool TiffOccupancy::touchesPieces(const TiffArea& area, const TiffEntry& offsets,
+                                  const TiffEntry& lengths) const {
+  if (!offsets.value || !lengths.value || !isInteger(offsets.type) || !isInteger(lengths.type)) return false;
+  Numbers offset(*reader_, offsets), length(*reader_, lengths);
+  for (std::uint64_t i = 0; i < std::min(offsets.count, lengths.count); ++i) {
+    const TiffArea piece{offset.at(i), length.at(i)};
+    if (piece.offset < area.end() && area.offset < sum(piece.offset, piece.length)) return true;
+  }
+  return false;
+}
+
+std::uint64_t TiffOccupancy::end() const {
+  std::uint64_t last = 0;
+  for (const Owned& owned : owned_) last = std::max(last, owned.area.end());
+  return last;
+}
+
+}  // namespace tollbrook::ImageMetadata

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "TollbrookCore/ImageMetadata/TiffReader.h"
+
+namespace tollbrook::ImageMetadata {
+
+/// Which bytes of a TIFF block belong to what, so that nothing is changed that two things share. The reader
+/// stays there longer.
+class TiffOccupancy {
+ public:
+  explicit TiffOccupancy(const TiffReader& reader);
+
+  /// Whether a value that lies outside of its entry shares no byte with anything else.
+  bool isAlone(const TiffEntry& entry) const;
+  /// The same for a directory, with the offset of the next one or without.
+  bool isAlone(const TiffDirectory& directory) const;
+  bool entriesAreAlone(const TiffDirectory& directory) const;
+  /// The end of the last byte that is known to belong to something.
+  std::uint64_t end() const;
+
+ private:
+  struct Owned {
+    TiffArea area;
+    std::uint64_t owner;  ///< position of the entry or the directory
+  };
+
+  void add(const TiffDirectory& directory);
+  void addThumbnail(const TiffDirectory& directory);
+  bool isAlone(const TiffArea& area, std::uint64_t owner) const;
+  bool touchesImageData(const TiffArea& area) const;
+  bool touchesPieces(const TiffArea& area, const TiffEntry& offsets, const TiffEntry& lengths) const;
+  template <typename Visit>
+  void forEachDirectory(const Visit& visit) const;
+
+  const TiffReader* reader_;
+  std::vector<Owned> owned_;
+};
+
+}  // namespace tollbrook::ImageMetadata
