@@ -1,0 +1,248 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Support/Fixtures.h"
+#include "Support/TiffBlock.h"
+#include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/Jpeg.h"
+#include "TollbrookCore/ImageMetadata/JpegSegments.h"
+#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+
+namespace tollbrook::ImageMetadata::Jpeg {
+namespace {
+
+using test::Block;
+using test::BlockEntry;
+using test::tinyJpeg;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr std::uint16_t make = 0x010F, pictureEntries = 0xB002;
+constexpr std::size_t endOfJfif = 20;
+
+TargetTags everything() {
+  TargetTags target;
+  target.takenTime = fromEpoch(1561982400);
+  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
+  target.caption =
+      "Gr\xC3\xBC\xC3\x9F"
+      "e\nfrom here";
+  return target;
+}
+
+std::string written(const std::string& file, const TargetTags& target = everything()) {
+  return plan(MemorySource(file), target).bytes();
+}
+
+std::string refusalOf(const std::string& file) {
+  try {
+    written(file);
+  } catch (const Refused& refusal) {
+    return refusal.what();
+  }
+  return "";
+}
+
+bool staysAsItIs(const std::string& file) { return plan(MemorySource(file), everything()).isUnchanged(); }
+
+/// The small JPEG with more behind its first segment.
+std::string jpegWith(const std::string& segments) { return tinyJpeg().insert(endOfJfif, segments); }
+
+std::string exifSegment(const std::string& block) {
+  return segmentBytes(app1, std::string("Exif\0\0", 6) + block);
+}
+std::string xmpSegment(const std::string& packet) {
+  return segmentBytes(app1, std::string(xmpHeader) + packet);
+}
+std::string photoshopSegment(const std::string& resources) {
+  return segmentBytes(app13, std::string(photoshopHeader) + resources);
+}
+
+std::string cameraBlock() {
+  Block block;
+  block.first = {BlockEntry::text(make, "A maker of cameras")};
+  return block.bytes();
+}
+
+std::vector<std::string> payloadsOf(const std::string& file, std::uint8_t marker, std::string_view header) {
+  std::vector<std::string> payloads;
+  for (const Segment& segment : readLayout(MemorySource(file)).segments) {
+    if (!segment.is(marker, header)) continue;
+    payloads.push_back(
+        file.substr(segment.payloadOffset + header.size(), segment.payloadLength - header.size()));
+  }
+  return payloads;
+}
+
+std::string scansOf(const std::string& file) { return file.substr(readLayout(MemorySource(file)).scans); }
+
+TEST(JpegPlan, AddsExifAndIptcBehindJfif) {
+  const std::string file = written(tinyJpeg());
+  std::vector<int> markers;
+  for (const Segment& segment : readLayout(MemorySource(file)).segments) markers.push_back(segment.marker);
+  EXPECT_THAT(markers, ElementsAre(0xE0, 0xE1, 0xED, 0xDB, 0xC0, 0xC4, 0xC4));
+  EXPECT_EQ(scansOf(file), scansOf(tinyJpeg()));
+  const auto iptc = payloadsOf(file, app13, photoshopHeader);
+  EXPECT_EQ(iptc, std::vector{withCaptionInResources({}, everything().caption)});
+}
+
+TEST(JpegPlan, GivesANewExifTheMandatoryTags) {
+  const std::string exif = payloadsOf(written(tinyJpeg()), app1, exifHeader)[0].substr(1);
+  const MemorySource source(exif);
+  const TiffReader block(source);
+  for (const auto tag : {TiffTag::xResolution, TiffTag::yResolution, TiffTag::resolutionUnit}) {
+    EXPECT_NE(block.first().find(tag), nullptr) << tag;
+  }
+  ASSERT_NE(block.exif(), nullptr);
+  EXPECT_EQ(block.number(*block.exif()->find(TiffTag::pixelXDimension)), 8u);
+  EXPECT_EQ(block.number(*block.exif()->find(TiffTag::pixelYDimension)), 8u);
+}
+
+TEST(JpegPlan, StaysAsItIsTheSecondTime) {
+  EXPECT_TRUE(staysAsItIs(written(tinyJpeg())));
+  EXPECT_TRUE(staysAsItIs(written(jpegWith(exifSegment(cameraBlock()) + photoshopSegment("")))));
+}
+
+TEST(JpegPlan, WithoutACaptionAddsNoIptc) {
+  TargetTags target = everything();
+  target.caption.clear();
+  EXPECT_TRUE(payloadsOf(written(tinyJpeg(), target), app13, photoshopHeader).empty());
+}
+
+TEST(JpegPlan, KeepsFillBytesAndWhatFollowsTheImage) {
+  const std::string fill = "\xFF\xFF" + segmentBytes(0xFE, "a comment behind fill bytes");
+  const std::string trailer = "a film " + std::string(1000, '\xFF') + " and more";
+  const std::string file = written(jpegWith(fill) + trailer);
+  EXPECT_THAT(file, HasSubstr(fill));
+  EXPECT_TRUE(file.ends_with("\xFF\xD9" + trailer));
+  EXPECT_TRUE(staysAsItIs(file));
+}
+
+TEST(JpegPlan, EditsTheExifSegmentWhereItStands) {
+  const std::string comment = segmentBytes(0xFE, "before");
+  const std::string file = written(jpegWith(comment + exifSegment(cameraBlock())));
+  EXPECT_EQ(file.find(comment), endOfJfif);
+  EXPECT_EQ(payloadsOf(file, app1, exifHeader).size(), 1u);
+  EXPECT_THAT(file, HasSubstr("A maker of cameras"));
+}
+
+TEST(JpegPlan, UsesTheZerosOfAFullExifSegment) {
+  const std::size_t most = mostPayload - 6;
+  std::string full = cameraBlock();
+  full.resize(most, '\0');
+  const std::string file = written(jpegWith(exifSegment(full)));
+  EXPECT_THAT(file, HasSubstr("2019:07:01 12:00:00"));
+  full = cameraBlock();
+  full.resize(most, 'x');
+  EXPECT_EQ(refusalOf(jpegWith(exifSegment(full))), "there is no room for the metadata");
+}
+
+TEST(JpegPlan, RefusesSeveralExifSegments) {
+  const std::string twice = exifSegment(cameraBlock()) + exifSegment(cameraBlock());
+  EXPECT_EQ(refusalOf(jpegWith(twice)), "there are several Exif segments");
+}
+
+std::string pictureIndex(std::uint64_t place) {
+  Block block;
+  block.order = ByteOrder::big;
+  std::string entries(32, '\0');
+  entries.replace(16 + 8, 4, numberBytes(place, 4, ByteOrder::big));
+  block.first = {BlockEntry::ofBytes(pictureEntries, TiffType::undefined, entries)};
+  return block.bytes();
+}
+
+/// A file of two pictures, the index of which lies before or behind the Exif segment.
+std::string twoPictures(bool indexIsFirst) {
+  const std::string exif = exifSegment(cameraBlock());
+  const auto build = [&](std::uint64_t place) {
+    const std::string index = segmentBytes(app2, std::string(mpfHeader) + pictureIndex(place));
+    return jpegWith(indexIsFirst ? index + exif : exif + index);
+  };
+  const std::string first = build(0);
+  const std::size_t indexAt = first.find(mpfHeader) + mpfHeader.size();
+  return build(first.size() - indexAt) + tinyJpeg();
+}
+
+/// What the index calls the second picture.
+std::string secondPicture(const std::string& file) {
+  const std::size_t indexAt = file.find(mpfHeader) + mpfHeader.size();
+  const std::string index = file.substr(indexAt);
+  const MemorySource source(index);
+  const TiffReader reader(source);
+  const std::uint64_t entries = reader.first().find(pictureEntries)->value->offset;
+  return file.substr(indexAt + reader.numberIn(index, entries + 16 + 8, 4));
+}
+
+TEST(JpegPlan, KeepsFurtherPicturesWithinReach) {
+  for (const bool indexIsFirst : {true, false}) {
+    const std::string before = twoPictures(indexIsFirst);
+    ASSERT_EQ(secondPicture(before), tinyJpeg());
+    const std::string after = written(before);
+    EXPECT_GT(after.size(), before.size());
+    EXPECT_EQ(secondPicture(after), tinyJpeg()) << indexIsFirst;
+  }
+}
+
+TEST(JpegPlan, RefusesAnIndexThatItCannotFollow) {
+  const std::string broken = segmentBytes(app2, std::string(mpfHeader) + "no index");
+  EXPECT_NE(refusalOf(jpegWith(broken + exifSegment(cameraBlock()))), "");
+}
+
+const std::string oldCaption = withCaptionInResources({}, "an old caption");
+const std::string otherResource = std::string("8BIM\x03\xED\0\0\0\0\0\4", 12) + "abcd";
+
+TEST(JpegPlan, SetsTheCaptionAmongOtherResources) {
+  const std::string file = written(jpegWith(photoshopSegment(otherResource + oldCaption)));
+  EXPECT_EQ(payloadsOf(file, app13, photoshopHeader),
+            std::vector{withCaptionInResources(otherResource + oldCaption, everything().caption)});
+}
+
+TEST(JpegPlan, LeavesASegmentOfOtherResourcesAlone) {
+  const std::string file = written(jpegWith(photoshopSegment(otherResource) + photoshopSegment(oldCaption)));
+  EXPECT_EQ(payloadsOf(file, app13, photoshopHeader),
+            (std::vector{otherResource, withCaptionInResources(oldCaption, everything().caption)}));
+}
+
+TEST(JpegPlan, JoinsResourcesThatGoOnInTheNextSegment) {
+  const std::string resources = otherResource + oldCaption;
+  const std::string file =
+      written(jpegWith(photoshopSegment(resources.substr(0, 20)) + photoshopSegment(resources.substr(20))));
+  std::string joined;
+  for (const std::string& payload : payloadsOf(file, app13, photoshopHeader)) joined += payload;
+  EXPECT_EQ(joined, withCaptionInResources(resources, everything().caption));
+}
+
+TEST(JpegPlan, BringsXmpIntoLine) {
+  const std::string packet =
+      "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+      "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
+      "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:CreateDate=\"1999-01-01\"/></rdf:RDF></x:xmpmeta>";
+  const std::string file = written(jpegWith(xmpSegment(packet)));
+  EXPECT_THAT(payloadsOf(file, app1, xmpHeader)[0], HasSubstr("\"2019-07-01T12:00:00+00:00\""));
+  const std::string broken = packet.substr(0, packet.size() - 20);
+  EXPECT_EQ(payloadsOf(written(jpegWith(xmpSegment(broken))), app1, xmpHeader)[0], broken);
+}
+
+TEST(JpegPlan, RefusesATrailerWithAbsolutePlaces) {
+  EXPECT_NE(refusalOf(tinyJpeg() + "AXS!" + std::string(8, '\0')), "");
+}
+
+TEST(JpegPlan, RefusesAFileThatIsCutShort) {
+  const std::string whole = jpegWith(exifSegment(cameraBlock()) + photoshopSegment(oldCaption));
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_NE(refusalOf(whole.substr(0, length)), "") << length;
+  }
+}
+
+TEST(JpegPlan, RefusesWhatIsNoSoundJpeg) {
+  EXPECT_NE(refusalOf("words"), "");
+  const std::string noLength = tinyJpeg().insert(endOfJfif, std::string("\xFF\xE1\0\0", 4));
+  EXPECT_NE(refusalOf(noLength), "");
+  const std::string noFrame =
+      std::string("\xFF\xD8") + std::string("\xFF\xDA\0\x08\1\1\0\0\x3F\0\x1F\xFF\xD9", 13);
+  EXPECT_EQ(refusalOf(noFrame), "there is no frame before the first scan");
+  EXPECT_EQ(refusalOf(jpegWith("\xFF\xD9")), "a marker is in the wrong place");
+}
+
+}  // namespace
+}  // namespace tollbrook::ImageMetadata::Jpeg

@@ -1,0 +1,107 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TollbrookCore/ImageMetadata/XmpPacket.h"
+
+namespace tollbrook::ImageMetadata {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+TargetTags everything() {
+  TargetTags target;
+  target.takenTime = fromEpoch(1561982400);
+  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = -35.5};
+  target.caption = "a <new> & \"better\"\ncaption";
+  return target;
+}
+
+std::string packetOf(const std::string& attributes, const std::string& elements) {
+  return "<?xpacket begin=\"\xEF\xBB\xBF\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>\n"
+         "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\" x:xmptk=\"kit\">\n <rdf:RDF "
+         "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">\n  <rdf:Description "
+         "rdf:about=\"uuid:1\" "
+         "xmlns:exif=\"http://ns.adobe.com/exif/1.0/\" xmlns:xap=\"http://ns.adobe.com/xap/1.0/\" "
+         "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
+         "xmlns:photoshop=\"http://ns.adobe.com/photoshop/1.0/\" "
+         "xmlns:other=\"http://example.com/\"" +
+         attributes + ">" + elements + "</rdf:Description>\n </rdf:RDF>\n</x:xmpmeta>\n" +
+         std::string(100, ' ') + "\n<?xpacket end=\"w\"?>";
+}
+
+TEST(UpdatedXmp, SetsWhatMeansTheSame) {
+  const auto packet = updatedXmp(
+      packetOf(" exif:GPSLatitude=\"1,2.3N\" exif:GPSLongitude=\"4,5.6E\" exif:GPSAltitude=\"7/1\" "
+               "exif:GPSAltitudeRef=\"0\" xap:ModifyDate=\"2001-01-01\"",
+               "<exif:DateTimeOriginal>2001-01-01T01:01:01</exif:DateTimeOriginal>"
+               "<photoshop:DateCreated>2001-01-01</photoshop:DateCreated>"),
+      everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, HasSubstr("exif:GPSLatitude=\"48,51.50400000N\""));
+  EXPECT_THAT(*packet, HasSubstr("exif:GPSLongitude=\"2,17.67000000W\""));
+  EXPECT_THAT(*packet, HasSubstr("exif:GPSAltitude=\"355000/10000\""));
+  EXPECT_THAT(*packet, HasSubstr("exif:GPSAltitudeRef=\"1\""));
+  EXPECT_THAT(*packet, HasSubstr("xap:ModifyDate=\"2019-07-01T12:00:00+00:00\""));
+  EXPECT_THAT(*packet, HasSubstr("<exif:DateTimeOriginal>2019-07-01T12:00:00+00:00</exif:DateTimeOriginal>"));
+  EXPECT_THAT(*packet, HasSubstr("<photoshop:DateCreated>2019-07-01T12:00:00+00:00</photoshop:DateCreated>"));
+  EXPECT_THAT(*packet, Not(HasSubstr("2001")));
+  EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, AddsNothing) {
+  EXPECT_EQ(updatedXmp(packetOf(" other:thing=\"1\"", ""), everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, KeepsEverythingElse) {
+  const std::string elements =
+      "<other:bag><rdf:Bag><rdf:li>a &amp; b</rdf:li> <rdf:li/></rdf:Bag></other:bag><!-- a comment -->"
+      "<other:CreateDate>1999</other:CreateDate>";
+  const std::string before = packetOf(" xap:CreateDate=\"1\" other:text=\"line&#xA;break\"", elements);
+  const auto after = updatedXmp(before, everything());
+  ASSERT_TRUE(after);
+  EXPECT_THAT(*after, HasSubstr("<rdf:Bag><rdf:li>a &amp; b</rdf:li> <rdf:li/></rdf:Bag>"));
+  EXPECT_THAT(*after, HasSubstr("<!-- a comment --><other:CreateDate>1999</other:CreateDate>"));
+  EXPECT_THAT(*after, HasSubstr("other:text=\"line&#10;break\""));
+  EXPECT_THAT(*after, HasSubstr("rdf:about=\"uuid:1\""));
+  EXPECT_EQ(after->substr(after->find("</x:xmpmeta>")), before.substr(before.find("</x:xmpmeta>")));
+}
+
+TEST(UpdatedXmp, SetsTheDefaultLanguageOfADescription) {
+  const auto packet =
+      updatedXmp(packetOf("",
+                          "<dc:description><rdf:Alt><rdf:li xml:lang=\"de\">alt</rdf:li>"
+                          "<rdf:li xml:lang=\"x-default\">old</rdf:li></rdf:Alt></dc:description>"),
+                 everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, HasSubstr("<rdf:li xml:lang=\"de\">alt</rdf:li><rdf:li xml:lang=\"x-default\">a "
+                                 "&lt;new&gt; &amp; \"better\"\ncaption</rdf:li>"));
+}
+
+TEST(UpdatedXmp, LeavesWhatItCannotReadAlone) {
+  const std::string good = packetOf(" xap:CreateDate=\"1\"", "");
+  EXPECT_EQ(updatedXmp("", everything()), std::nullopt);
+  EXPECT_EQ(updatedXmp("no packet at all", everything()), std::nullopt);
+  EXPECT_EQ(updatedXmp(packetOf(" xap:CreateDate=\"1\"", "<open>"), everything()), std::nullopt);
+  EXPECT_EQ(updatedXmp(packetOf(" xap:CreateDate=\"\xFF\"", ""), everything()), std::nullopt);
+  for (std::size_t length = 0; length < good.find("</x:xmpmeta>"); ++length) {
+    EXPECT_EQ(updatedXmp(good.substr(0, length), everything()), std::nullopt) << length;
+  }
+}
+
+TEST(UpdatedXmpWithCaption, AddsADescriptionWhereNoneIs) {
+  const auto packet = updatedXmpWithCaption(packetOf("", ""), everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, HasSubstr("<rdf:li xml:lang=\"x-default\">a &lt;new&gt; &amp; \"better\"\ncaption"));
+  EXPECT_EQ(updatedXmpWithCaption(*packet, everything()), std::nullopt);
+}
+
+TEST(NewXmp, HoldsTheCaption) {
+  const std::string packet = newXmp("one\ntwo \x01 three");
+  EXPECT_THAT(packet, HasSubstr("<rdf:li xml:lang=\"x-default\">one\ntwo  three</rdf:li>"));
+  EXPECT_TRUE(packet.starts_with("<?xpacket begin=\"\xEF\xBB\xBF\""));
+  EXPECT_TRUE(packet.ends_with("<?xpacket end=\"w\"?>"));
+}
+
+}  // namespace
+}  // namespace tollbrook::ImageMetadata
