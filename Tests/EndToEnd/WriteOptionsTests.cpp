@@ -178,7 +178,7 @@ TEST_F(WriteOptionsTest, ALinkToAFolderIsWrittenAndLinksBelowItAreNot) {
   EXPECT_EQ(modificationDate(folder / "elsewhere/c.jpg"), old);
 }
 
-TEST_F(WriteOptionsTest, WithoutExifToolDatesAreSetAndTheWriterIsNamed) {
+TEST_F(WriteOptionsTest, WithoutExifToolTheBuiltInWriterIsNamed) {
   const CommandLine without(TOLLBROOK_CLI_WITHOUT_EXIFTOOL);
   const auto outcome = without.document({"write", place.string()});
   EXPECT_EQ(outcome.at("embeddedWriter"), "built-in");

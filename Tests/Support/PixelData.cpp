@@ -142,7 +142,7 @@ void addRawData(const std::filesystem::path& folder, const Names& names,
 }
 
 // One call for all; what it cannot read is absent from the result.
-void addDecoded(const std::filesystem::path& folder, const Names& names,
+void addDecoded(const std::filesystem::path& folder, const Names& names, Pictures pictures,
                 std::map<std::string, PixelData>& result) {
   if (names.empty()) return;
   Program::Call call{.program = "identify", .arguments = {"-quiet", "-format", "%i\t%#\n"}, .folder = folder};
@@ -154,6 +154,7 @@ void addDecoded(const std::filesystem::path& folder, const Names& names,
     // A file of several pictures has a line for each.
     PixelData& data = result[line.substr(0, tab)];
     data.means = "ImageMagick";
+    if (pictures == Pictures::first && !data.fingerprint.empty()) continue;
     data.fingerprint += line.substr(tab + 1) + ' ';
   }
 }
@@ -164,7 +165,8 @@ bool isOneOf(const std::string& name, std::initializer_list<const char*> extensi
 
 }  // namespace
 
-std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder, const Names& names) {
+std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder, const Names& names,
+                                             Pictures pictures) {
   std::map<std::string, PixelData> result;
   const auto unread = [&](std::initializer_list<const char*> extensions) {
     Names list;
@@ -175,7 +177,7 @@ std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder
   };
   addDecoded(folder,
              unread({".jpg", ".jpeg", ".png", ".tif", ".tiff", ".gif", ".bmp", ".webp", ".heic", ".heif"}),
-             result);
+             pictures, result);
   addRawData(folder,
              unread({".dng", ".arw", ".cr2", ".nef", ".orf", ".rw2", ".raf", ".raw", ".tif", ".tiff"}),
              result);

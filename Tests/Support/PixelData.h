@@ -15,11 +15,15 @@ struct PixelData {
   bool operator==(const PixelData&) const = default;
 };
 
+/// Which pictures of a file that holds several are looked at.
+enum class Pictures { all, first };
+
 /// The pixel data of files of one folder, by name. Photos are decoded by ImageMagick where it is installed
 /// and knows them. Of films and everything else that is made of ISO boxes (ISO/IEC 14496-12) the media data
 /// are compared, and where in them each chunk of each track is said to be. Of raw photos, and of
 /// TIFF files that ImageMagick refuses, the bytes at the places that exiftool names.
 std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder,
-                                             const std::vector<std::string>& names);
+                                             const std::vector<std::string>& names,
+                                             Pictures pictures = Pictures::all);
 
 }  // namespace tollbrook::test

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
 #include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
@@ -75,6 +76,16 @@ void requireMandatoryTags(TiffEdits& edits) {
   edits.newGps.push_back(TiffField::ofBytes(TiffTag::gpsProcessingMethod, TiffType::undefined, method));
 }
 
+/// A file that is cut short must not become one that looks sound.
+void requireWhole(const TiffReader& reader) {
+  const auto& entries = reader.first().entries;
+  const bool hasAllValues = std::all_of(entries.begin(), entries.end(),
+                                        [](const TiffEntry& entry) { return entry.value.has_value(); });
+  if (!reader.isWhole() || !hasAllValues || !TiffOccupancy(reader).holdsAllImageData()) {
+    throw Refused("a part of the file is missing");
+  }
+}
+
 /// Only the first page is kept; it must be what people call the picture.
 void requireFirstIsPicture(const TiffReader& reader) {
   // Canon's raw format keeps a preview first and the raw picture in the last of its directories.
@@ -96,6 +107,7 @@ bool recognizes(std::string_view start) {
 
 OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   const TiffReader reader(file);
+  requireWhole(reader);
   requireFirstIsPicture(reader);
   TiffEdits edits = exifEdits(target);
   edits.keepsFirstPageOnly = true;

@@ -16,6 +16,8 @@ bool isInteger(TiffType type) {
   return type == TiffType::shortInteger || type == TiffType::longInteger || type == TiffType::long8;
 }
 
+bool isReadable(const TiffEntry& entry) { return entry.value && isInteger(entry.type); }
+
 /// The numbers of an integer entry one after the other, a piece of them in memory.
 class Numbers {
  public:
@@ -97,29 +99,33 @@ bool TiffOccupancy::isAlone(const TiffArea& area, std::uint64_t owner) const {
   return !isShared && !touchesImageData(area);
 }
 
-bool TiffOccupancy::touchesImageData(const TiffArea& area) const {
-  bool touches = false;
+template <typename Visit>
+bool TiffOccupancy::forEachPiece(const Visit& visit) const {
+  bool goesOn = true;
   forEachDirectory([&](const TiffDirectory& directory) {
     for (const auto& [offsetsTag, lengthsTag] : pieceTags) {
       const TiffEntry* const offsets = directory.find(offsetsTag);
       const TiffEntry* const lengths = directory.find(lengthsTag);
-      if (offsets != nullptr && lengths != nullptr) {
-        touches = touches || touchesPieces(area, *offsets, *lengths);
-      }
+      if (offsets == nullptr || lengths == nullptr || !isReadable(*offsets) || !isReadable(*lengths))
+        continue;
+      Numbers offset(*reader_, *offsets), length(*reader_, *lengths);
+      const std::uint64_t count = std::min(offsets->count, lengths->count);
+      for (std::uint64_t i = 0; goesOn && i < count; ++i)
+        goesOn = visit(TiffArea{offset.at(i), length.at(i)});
     }
   });
-  return touches;
+  return goesOn;
 }
 
-bool TiffOccupancy::touchesPieces(const TiffArea& area, const TiffEntry& offsets,
-                                  const TiffEntry& lengths) const {
-  if (!offsets.value || !lengths.value || !isInteger(offsets.type) || !isInteger(lengths.type)) return false;
-  Numbers offset(*reader_, offsets), length(*reader_, lengths);
-  for (std::uint64_t i = 0; i < std::min(offsets.count, lengths.count); ++i) {
-    const TiffArea piece{offset.at(i), length.at(i)};
-    if (piece.offset < area.end() && area.offset < sum(piece.offset, piece.length)) return true;
-  }
-  return false;
+bool TiffOccupancy::touchesImageData(const TiffArea& area) const {
+  return !forEachPiece([&](const TiffArea& piece) {
+    return piece.offset >= area.end() || area.offset >= sum(piece.offset, piece.length);
+  });
+}
+
+bool TiffOccupancy::holdsAllImageData() const {
+  return forEachPiece(
+      [&](const TiffArea& piece) { return reader_->block().contains(piece.offset, piece.length); });
 }
 
 std::uint64_t TiffOccupancy::end() const {

@@ -171,7 +171,11 @@ void TiffReader::readSubdirectories(const TiffEntry& entry) {
 void TiffReader::readOther(std::uint64_t offset) {
   if (offset == 0) return;
   visit(offset);
-  if (auto directory = readDirectory(offset)) others_.push_back(std::move(*directory));
+  if (auto directory = readDirectory(offset)) {
+    others_.push_back(std::move(*directory));
+  } else {
+    isWhole_ = false;
+  }
 }
 
 std::string TiffReader::value(const TiffEntry& entry, std::uint64_t limit) const {

@@ -93,6 +93,8 @@ class TiffReader {
   const TiffDirectory* gps() const { return gps_ ? &*gps_ : nullptr; }
   /// Whatever else could be read: the rest of the chain, sub-directories, interoperability.
   const std::vector<TiffDirectory>& others() const { return others_; }
+  /// Whether the others are all that something points to.
+  bool isWhole() const { return isWhole_; }
 
   /// The value of an entry; Refused when the block does not hold it or it is larger than `limit`.
   std::string value(const TiffEntry& entry, std::uint64_t limit) const;
@@ -123,6 +125,7 @@ class TiffReader {
   std::optional<TiffDirectory> exif_;
   std::optional<TiffDirectory> gps_;
   std::vector<TiffDirectory> others_;
+  bool isWhole_ = true;
 };
 
 }  // namespace tollbrook::ImageMetadata
