@@ -76,12 +76,17 @@ void requireMandatoryTags(TiffEdits& edits) {
   edits.newGps.push_back(TiffField::ofBytes(TiffTag::gpsProcessingMethod, TiffType::undefined, method));
 }
 
+bool hasAllValues(const TiffDirectory& directory) {
+  return std::all_of(directory.entries.begin(), directory.entries.end(),
+                     [](const TiffEntry& entry) { return entry.value.has_value(); });
+}
+
 /// A file that is cut short must not become one that looks sound.
 void requireWhole(const TiffReader& reader) {
-  const auto& entries = reader.first().entries;
-  const bool hasAllValues = std::all_of(entries.begin(), entries.end(),
-                                        [](const TiffEntry& entry) { return entry.value.has_value(); });
-  if (!reader.isWhole() || !hasAllValues || !TiffOccupancy(reader).holdsAllImageData()) {
+  const auto& others = reader.others();
+  if (!reader.isWhole() || !hasAllValues(reader.first()) ||
+      !std::all_of(others.begin(), others.end(), hasAllValues) ||
+      !TiffOccupancy(reader).holdsAllImageData()) {
     throw Refused("a part of the file is missing");
   }
 }
