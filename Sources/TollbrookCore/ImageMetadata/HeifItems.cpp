@@ -34,6 +34,9 @@ LocationTable::Location parseLocation(const LocationTable& table, FieldReader& f
   location.dataReference = fields.number32(2);
   location.base = fields.number(table.baseWidth);
   const std::uint64_t count = fields.number(2);
+  if (count > 1 && table.indexWidth + table.offsetWidth + table.lengthWidth == 0) {
+    throw Refused("the parts of an item are all the same");
+  }
   for (std::uint64_t i = 0; i < count; ++i) {
     const std::uint64_t index = fields.number(table.indexWidth);
     const std::uint64_t offset = fields.number(table.offsetWidth);

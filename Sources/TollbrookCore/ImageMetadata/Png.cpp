@@ -1,9 +1,187 @@
 #include "TollbrookCore/ImageMetadata/Png.h"
 
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TollbrookCore/ImageMetadata/PngChunks.h"
+#include "TollbrookCore/ImageMetadata/PngText.h"
+#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/XmpPacket.h"
+
 namespace tollbrook::ImageMetadata::Png {
+namespace {
+
+constexpr std::string_view xmpKeyword = "XML:com.adobe.xmp";
+constexpr std::string_view profileKeyword = "Raw profile type ";
+// What stands before the block where it came from a JPEG file.
+constexpr std::string_view exifMark{"Exif\0\0", 6};
+constexpr std::string_view xmpMark{"http://ns.adobe.com/xap/1.0/\0", 29};
+
+/// The file, and which of its chunks are to become what.
+class Editor {
+ public:
+  Editor(const ByteSource& file, const TargetTags& target)
+      : file_(file), target_(target), edits_(exifEdits(target)), chunks_(chunksOf(file)) {}
+
+  OutputPlan result() {
+    updateExifChunk();
+    updateTextChunks();
+    if (!hasExif_) inserted_.push_back(chunk("eXIf", newExifBlock(edits_)));
+    if (!hasXmp_ && !target_.caption.empty()) insertXmp();
+    OutputPlan plan = assembled();
+    verify(plan);
+    return plan;
+  }
+
+ private:
+  void updateExifChunk() {
+    for (std::size_t i = 0; i < chunks_.size(); ++i) {
+      if (chunks_[i].type != "eXIf") continue;
+      if (hasExif_) throw Refused("there are two EXIF chunks");
+      hasExif_ = true;
+      const std::string content = contentOf(file_, chunks_[i]);
+      change(i, "eXIf", content, updatedExif(content));
+    }
+  }
+
+  void updateTextChunks() {
+    for (std::size_t i = 0; i < chunks_.size(); ++i) {
+      const Chunk& candidate = chunks_[i];
+      constexpr std::uint64_t keywordAndEnd = 80;
+      const std::string start =
+          file_.read(candidate.contentOffset(), std::min(candidate.contentSize(), keywordAndEnd));
+      const std::string_view keyword = textKeyword(candidate.type, start);
+      if (keyword == xmpKeyword) updateXmpText(i);
+      if (keyword.starts_with(profileKeyword)) updateProfile(i, keyword.substr(profileKeyword.size()));
+    }
+  }
+
+  void updateXmpText(std::size_t index) {
+    auto text = parseText(chunks_[index].type, contentOf(file_, chunks_[index]));
+    if (!text) throw Refused("the XMP cannot be read");
+    if (auto packet = updatedPacket(text->text)) {
+      text->text = std::move(*packet);
+      changed_[index] = chunk(text->type, text->content());
+    }
+  }
+
+  void updateProfile(std::size_t index, std::string_view name) {
+    if (name != "exif" && name != "APP1" && name != "xmp") return;
+    auto text = parseText(chunks_[index].type, contentOf(file_, chunks_[index]));
+    auto profile = text ? RawProfile::parse(text->text) : std::nullopt;
+    if (!profile) throw Refused("a raw profile cannot be read");
+    const std::string before = profile->bytes;
+    if (before.starts_with(xmpMark) || name == "xmp") {
+      const std::size_t start = before.starts_with(xmpMark) ? xmpMark.size() : 0;
+      if (const auto packet = updatedPacket(before.substr(start)))
+        profile->bytes.replace(start, std::string::npos, *packet);
+    } else if (!hasExif_) {
+      takeOver(index, before);
+      return;
+    } else {
+      profile->bytes = updatedExif(before);
+    }
+    if (profile->bytes == before) return;
+    text->text = profile->text();
+    changed_[index] = chunk(text->type, text->content());
+  }
+
+  // The place of its own that EXIF has in the standard is where every reader looks.
+  void takeOver(std::size_t index, std::string_view profile) {
+    hasExif_ = true;
+    const std::string block(profile.substr(profile.starts_with(exifMark) ? exifMark.size() : 0));
+    changed_[index] = {};
+    inserted_.push_back(chunk("eXIf", updatedExif(block)));
+  }
+
+  std::string updatedExif(const std::string& content) const {
+    const std::size_t start = content.starts_with(exifMark) ? exifMark.size() : 0;
+    const MemorySource block(std::string_view(content).substr(start));
+    return content.substr(0, start) + patchTiff(block, edits_).bytes();
+  }
+
+  std::optional<std::string> updatedPacket(std::string_view packet) {
+    const bool isFirst = !hasXmp_;
+    hasXmp_ = true;
+    return isFirst ? updatedXmpWithCaption(packet, target_) : updatedXmp(packet, target_);
+  }
+
+  void insertXmp() {
+    Text text;
+    text.type = "iTXt";
+    text.keyword = xmpKeyword;
+    text.text = newXmp(target_.caption);
+    inserted_.push_back(chunk(text.type, text.content()));
+  }
+
+  void change(std::size_t index, std::string_view type, std::string_view before, const std::string& content) {
+    if (content != before) changed_[index] = chunk(type, content);
+  }
+
+  OutputPlan assembled() const {
+    OutputPlan plan(file_);
+    plan.copy(0, chunks_.front().offset);
+    for (std::size_t i = 0; i < chunks_.size(); ++i) {
+      if (chunks_[i].type == "IDAT") {
+        for (const std::string& added : inserted_) plan.add(added);
+      }
+      const auto change = changed_.find(i);
+      if (change != changed_.end()) {
+        plan.add(change->second);
+      } else {
+        plan.copy(chunks_[i].offset, chunks_[i].size);
+      }
+    }
+    plan.copy(chunks_.back().end(), file_.size() - chunks_.back().end());
+    return plan;
+  }
+
+  /// Reads the new file as any reader would: Refused unless it is the old one but for what was changed.
+  void verify(const OutputPlan& plan) const {
+    const std::vector<Chunk> now = chunksOf(plan);
+    auto next = now.begin();
+    const auto requireNext = [&](const ByteSource& source, std::uint64_t offset, std::uint64_t size) {
+      if (next == now.end() || next->size != size || !sameBytes(plan, next->offset, source, offset, size)) {
+        throw Refused("the new file would not be the old one with other metadata");
+      }
+      ++next;
+    };
+    const auto requireNew = [&](const std::string& bytes) {
+      requireNext(MemorySource(bytes), 0, bytes.size());
+    };
+    for (std::size_t i = 0; i < chunks_.size(); ++i) {
+      if (chunks_[i].type == "IDAT") std::for_each(inserted_.begin(), inserted_.end(), requireNew);
+      const auto change = changed_.find(i);
+      if (change == changed_.end()) {
+        requireNext(file_, chunks_[i].offset, chunks_[i].size);
+      } else if (!change->second.empty()) {
+        requireNew(change->second);
+      }
+    }
+    const std::uint64_t trailer = file_.size() - chunks_.back().end();
+    if (next != now.end() || plan.size() - now.back().end() != trailer ||
+        !sameBytes(plan, now.back().end(), file_, chunks_.back().end(), trailer)) {
+      throw Refused("the new file would not be the old one with other metadata");
+    }
+  }
+
+  const ByteSource& file_;
+  const TargetTags& target_;
+  TiffEdits edits_;
+  std::vector<Chunk> chunks_;
+  bool hasExif_ = false;
+  bool hasXmp_ = false;
+  std::map<std::size_t, std::string> changed_;  ///< new chunks for old ones; empty for one that goes
+  std::vector<std::string> inserted_;           ///< new chunks in front of the image data
+};
+
+}  // namespace
 
 bool recognizes(std::string_view start) { return start.starts_with("\x89PNG\r\n\x1A\n"); }
 
-OutputPlan plan(const ByteSource&, const TargetTags&) { throw Refused("PNG files are not written yet"); }
+OutputPlan plan(const ByteSource& file, const TargetTags& target) { return Editor(file, target).result(); }
 
 }  // namespace tollbrook::ImageMetadata::Png
