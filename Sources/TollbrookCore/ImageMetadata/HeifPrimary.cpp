@@ -48,6 +48,15 @@ std::set<ItemId> withCompany(const std::vector<ItemId>& seeds, const Company& co
   return found;
 }
 
+// A primary image that is the thumbnail of another must not be all that is left of that.
+std::vector<ItemId> primaryAndWhatItShows(const Meta& meta) {
+  std::vector<ItemId> items{meta.primary};
+  for (const auto& reference : meta.references.references) {
+    if (reference.from == meta.primary) items.insert(items.end(), reference.to.begin(), reference.to.end());
+  }
+  return items;
+}
+
 // Every image has its extent among its properties (ISO/IEC 23008-12, 6.5.3), and nothing else has.
 std::set<ItemId> imagesAmong(const Meta& meta) {
   std::set<std::uint32_t> extents;
@@ -94,7 +103,7 @@ void removeMembers(Meta& meta) {
 
 std::set<ItemId> itemsOfOtherImages(const Meta& meta) {
   const Company company = companyOf(meta);
-  const std::set<ItemId> kept = withCompany({meta.primary}, company);
+  const std::set<ItemId> kept = withCompany(primaryAndWhatItShows(meta), company);
   const std::set<ItemId> images = imagesAmong(meta);
   std::vector<ItemId> others;
   for (const Item& item : meta.items.items) {
