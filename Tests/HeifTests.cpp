@@ -1,0 +1,366 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "Support/HeifMaker.h"
+#include "TollbrookCore/ImageMetadata/Heif.h"
+#include "TollbrookCore/ImageMetadata/HeifFile.h"
+
+namespace tollbrook::ImageMetadata::Heif {
+namespace {
+
+using test::exifBlock;
+using test::exifItem;
+using test::HeifShape;
+using test::isoBox;
+using test::makeHeif;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr std::string_view stamp = "2019:07:01 12:00:00";
+
+TargetTags dates() { return {.takenTime = fromEpoch(1561982400)}; }
+
+TargetTags captioned(std::string caption) {
+  TargetTags target = dates();
+  target.caption = std::move(caption);
+  return target;
+}
+
+std::string written(const std::string& file, const TargetTags& target = dates()) {
+  return plan(MemorySource(file), target).bytes();
+}
+
+void expectRefused(const std::string& file) { EXPECT_THROW(written(file), Refused); }
+void expectRefused(const HeifShape& shape) { expectRefused(makeHeif(shape)); }
+
+Meta metaOf(const std::string& file) { return File::read(MemorySource(file)).meta; }
+
+std::vector<ItemId> itemsOf(const std::string& file) {
+  std::vector<ItemId> ids;
+  for (const Item& item : metaOf(file).items.items) ids.push_back(item.id);
+  return ids;
+}
+
+std::string dataOf(const std::string& file, ItemId item) {
+  const Meta meta = metaOf(file);
+  const auto* location = meta.locations.find(item);
+  return location ? itemBytes(MemorySource(file), meta, *location, file.size()) : "no data";
+}
+
+/// The data of the only item of this type.
+std::string dataOfType(const std::string& file, std::string_view type) {
+  std::string data = "none";
+  for (const Item& item : metaOf(file).items.items) {
+    if (item.type != type) continue;
+    EXPECT_EQ(data, "none");
+    data = dataOf(file, item.id);
+  }
+  return data;
+}
+
+bool refers(const std::string& file, const std::string& type, ItemId from, ItemId to) {
+  for (const auto& reference : metaOf(file).references.references) {
+    if (reference.type == type && reference.from == from &&
+        std::find(reference.to.begin(), reference.to.end(), to) != reference.to.end()) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::vector<std::string> boxTypes(const std::string& file) {
+  std::vector<std::string> types;
+  for (const FileBox& box : boxesOf(MemorySource(file))) types.push_back(box.type);
+  return types;
+}
+
+HeifShape withExif() {
+  HeifShape shape;
+  shape.items.push_back({.id = 2, .type = "Exif", .data = exifItem(), .isHidden = true, .isImage = false});
+  shape.references.push_back({"cdsc", 2, {1}});
+  return shape;
+}
+
+void expectWritten(const HeifShape& shape) {
+  const std::string before = makeHeif(shape);
+  const std::string after = written(before);
+  for (const auto& item : shape.items) {
+    if (item.type != "Exif") {
+      EXPECT_EQ(dataOf(after, item.id), dataOf(before, item.id));
+    }
+  }
+  EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr(std::string(stamp)));
+  if (dataOfType(before, "Exif") != "none") {
+    EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr("Acme"));
+  }
+  EXPECT_EQ(written(after), after);
+}
+
+using Layout = std::tuple<unsigned, std::size_t, std::size_t, std::size_t, bool>;
+
+class EveryLayout : public testing::TestWithParam<Layout> {
+ protected:
+  static HeifShape shaped(HeifShape shape) {
+    std::tie(shape.locationVersion, shape.offsetWidth, shape.lengthWidth, shape.baseWidth, shape.metaIsLast) =
+        GetParam();
+    if (shape.locationVersion > 0) shape.indexWidth = 4;
+    return shape;
+  }
+  /// Without a length of its own an item ends where the file ends.
+  static bool reachesIntoTheMetaBox(const HeifShape& shape) {
+    return shape.lengthWidth == 0 && shape.metaIsLast;
+  }
+};
+
+TEST_P(EveryLayout, GetsAnExifItem) {
+  HeifShape shape = shaped({});
+  if (reachesIntoTheMetaBox(shape)) return expectRefused(shape);
+  expectWritten(shape);
+  shape.hasReferenceTable = false;
+  expectWritten(shape);
+  shape.behindMeta = isoBox("free", std::string(40, '\0'));
+  expectWritten(shape);
+}
+
+TEST_P(EveryLayout, GetsItsExifItemChanged) {
+  HeifShape shape = shaped(withExif());
+  if (reachesIntoTheMetaBox(shape)) return expectRefused(shape);
+  expectWritten(shape);
+  if (shape.offsetWidth > 0) {
+    for (auto& item : shape.items) item.parts = 2;
+    expectWritten(shape);
+  }
+}
+
+TEST_P(EveryLayout, GetsAnExifItemOutOfTheMetaBox) {
+  HeifShape shape = shaped(withExif());
+  if (shape.locationVersion == 0 || shape.lengthWidth == 0) return;
+  shape.items[1].inItemData = true;
+  shape.items.push_back(
+      {.id = 3, .type = "grid", .data = "a grid", .isHidden = true, .isImage = true, .inItemData = true});
+  expectWritten(shape);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheItemLocations, EveryLayout,
+                         testing::Combine(testing::Values(0U, 1U, 2U), testing::Values(4U, 8U),
+                                          testing::Values(0U, 4U, 8U), testing::Values(0U, 4U, 8U),
+                                          testing::Bool()));
+INSTANTIATE_TEST_SUITE_P(OfBasesAlone, EveryLayout,
+                         testing::Combine(testing::Values(0U, 1U, 2U), testing::Values(0U),
+                                          testing::Values(4U, 8U), testing::Values(4U, 8U), testing::Bool()));
+
+TEST(Heif, IsKnownByItsFirstBox) {
+  EXPECT_TRUE(recognizes(makeHeif({}).substr(0, 16)));
+  EXPECT_FALSE(recognizes("\x89PNG\r\n\x1A\n"));
+  EXPECT_FALSE(recognizes("ftyp"));
+}
+
+TEST(Heif, MovesNothingWhenTheExifItemIsThere) {
+  const std::string before = makeHeif(withExif());
+  const std::string after = written(before);
+  ASSERT_GT(after.size(), before.size());
+  std::size_t differences = 0;
+  for (std::size_t i = 0; i < before.size(); ++i) differences += before[i] != after[i] ? 1U : 0U;
+  EXPECT_LE(differences, 8U) << "only offset and length of the item";
+  EXPECT_THAT(dataOfType(after, "Exif"), StartsWith(exifItem().substr(0, 10)));
+}
+
+TEST(Heif, WritesOverAnExifItemOfTheSameLength) {
+  const std::string first = written(makeHeif(withExif()));
+  TargetTags later = dates();
+  later.takenTime = fromEpoch(1561982401);
+  const std::string second = written(first, later);
+  EXPECT_EQ(second.size(), first.size());
+  EXPECT_THAT(dataOfType(second, "Exif"), HasSubstr("2019:07:01 12:00:01"));
+  EXPECT_THAT(second, Not(HasSubstr(std::string(stamp))));
+}
+
+TEST(Heif, GrowsByNoMoreThanTheCaptionDoes) {
+  const std::string none = makeHeif(withExif());
+  const std::string first = written(none, captioned("short"));
+  std::string again = written(first, captioned("a longer caption than before"));
+  EXPECT_EQ(boxTypes(again), boxTypes(first));
+  const std::size_t copies = 2;  // one in each of the Exif and XMP items
+  EXPECT_LE(again.size() - first.size(), copies * (28 - 5) + 1);
+  const std::size_t size = again.size();
+  for (const char last : {'1', '2', '3', '4', '5'}) {
+    again = written(again, captioned(std::string("another that is as long as ") + last));
+  }
+  EXPECT_EQ(again.size(), size);
+}
+
+TEST(Heif, PutsTheCaptionIntoANewXmpItem) {
+  const std::string after = written(makeHeif({}), captioned("line one\nline two & more"));
+  EXPECT_THAT(dataOfType(after, "mime"), HasSubstr("line one\nline two &amp; more"));
+  EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr("line one\nline two & more"));
+  EXPECT_EQ(itemsOf(after), (std::vector<ItemId>{1, 2, 3}));
+  EXPECT_TRUE(refers(after, "cdsc", 2, 1));
+  EXPECT_TRUE(refers(after, "cdsc", 3, 1));
+  EXPECT_EQ(metaOf(after).items.find(3)->contentType, "application/rdf+xml");
+  EXPECT_TRUE(metaOf(after).items.find(2)->hidden);
+  EXPECT_EQ(written(after, captioned("line one\nline two & more")), after);
+}
+
+TEST(Heif, BringsTheXmpItemThatIsThereIntoLine) {
+  const std::string packet =
+      "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+      "<rdf:Description rdf:about='' xmlns:xmp='http://ns.adobe.com/xap/1.0/' "
+      "xmp:CreateDate='2001-01-01T00:00:00' xmp:Rating='4'/></rdf:RDF></x:xmpmeta>";
+  HeifShape shape = withExif();
+  shape.items.push_back(
+      {.id = 3, .type = "mime", .data = packet, .isImage = false, .contentType = "application/rdf+xml"});
+  const std::string after = written(makeHeif(shape));
+  EXPECT_THAT(dataOf(after, 3), HasSubstr("2019-07-01T12:00:00"));
+  EXPECT_THAT(dataOf(after, 3), Not(HasSubstr("2001")));
+  EXPECT_THAT(dataOf(after, 3), HasSubstr("4"));
+}
+
+TEST(Heif, LeavesXmpThatCannotBeReadAsItIs) {
+  HeifShape shape = withExif();
+  shape.items.push_back(
+      {.id = 3, .type = "mime", .data = "<not xml", .isImage = false, .contentType = "application/rdf+xml"});
+  EXPECT_EQ(dataOf(written(makeHeif(shape), captioned("c")), 3), "<not xml");
+  shape.items[2].contentEncoding = "deflate";
+  EXPECT_EQ(dataOf(written(makeHeif(shape), captioned("c")), 3), "<not xml");
+}
+
+TEST(Heif, AcceptsEveryPlaceOfTheTiffHeaderThatIsInUse) {
+  for (const std::string& start : {std::string("\0\0\0\6Exif\0\0", 10), std::string(4, '\0'),
+                                   std::string("\0\0\0\0Exif\0\0", 10), std::string()}) {
+    HeifShape shape = withExif();
+    shape.items[1].data = start + exifBlock();
+    const std::string data = dataOf(written(makeHeif(shape)), 2);
+    EXPECT_THAT(data, StartsWith(start + "MM"));
+    EXPECT_THAT(data, HasSubstr(std::string(stamp)));
+  }
+  HeifShape shape = withExif();
+  for (const std::string& data : {std::string("\0\0\0\6Exif", 8), std::string("\0\0\0\1", 4) + exifBlock(),
+                                  std::string("\xFF\xFF\xFF\xFF") + exifBlock(), std::string()}) {
+    shape.items[1].data = data;
+    expectRefused(shape);
+  }
+}
+
+TEST(Heif, KeepsTheTrailerOfTheMakerAtTheEnd) {
+  for (const bool metaIsLast : {false, true}) {
+    for (HeifShape shape : {HeifShape{}, withExif()}) {
+      shape.metaIsLast = metaIsLast;
+      shape.trailer = isoBox("sefd", "a maker's own data SEFT");
+      expectWritten(shape);
+      EXPECT_THAT(written(makeHeif(shape)), EndsWith(shape.trailer));
+    }
+  }
+}
+
+TEST(Heif, KeepsAFilmBehindThePicture) {
+  HeifShape shape = withExif();
+  shape.trailer =
+      isoBox("ftyp", std::string("mp42\0\0\0\0", 8)) + isoBox("mdat", "film") + isoBox("moov", "tracks");
+  expectWritten(shape);
+  EXPECT_THAT(written(makeHeif(shape)), EndsWith(shape.trailer));
+}
+
+TEST(Heif, GivesAnOpenLastBoxItsSize) {
+  for (const bool metaIsLast : {false, true}) {
+    for (HeifShape shape : {HeifShape{}, withExif()}) {
+      shape.metaIsLast = metaIsLast;
+      shape.lastBoxIsOpen = true;
+      expectWritten(shape);
+    }
+  }
+}
+
+TEST(Heif, NumbersItemsOnFromTheLargestNumber) {
+  HeifShape shape;
+  shape.groups.push_back({"brst", 70, {1}});
+  EXPECT_EQ(itemsOf(written(makeHeif(shape))), (std::vector<ItemId>{1, 71}));
+  shape.groups.front().id = 0xFFFFFFFF;
+  EXPECT_EQ(itemsOf(written(makeHeif(shape))), (std::vector<ItemId>{1, 2}));
+  shape.itemInfoVersion = 3;
+  shape.locationVersion = 2;
+  shape.primary = shape.items.front().id = 0x12345;
+  shape.groups.front().entities = {0x12345};
+  const std::string after = written(makeHeif(shape));
+  EXPECT_EQ(itemsOf(after), (std::vector<ItemId>{0x12345, 1}));
+  EXPECT_TRUE(refers(after, "cdsc", 1, 0x12345));
+  shape.hasReferenceTable = false;
+  EXPECT_TRUE(refers(written(makeHeif(shape)), "cdsc", 1, 0x12345));
+}
+
+TEST(Heif, RefusesWhatItDoesNotUnderstand) {
+  for (const std::string type : {"moof", "sidx", "mini", "meco", "meta"}) {
+    HeifShape shape = withExif();
+    shape.behindMeta = isoBox(type, "something");
+    expectRefused(shape);
+  }
+  HeifShape elsewhere = withExif();
+  elsewhere.dataReference = 1;
+  expectRefused(elsewhere);
+  HeifShape missing = withExif();
+  missing.primary = 9;
+  expectRefused(missing);
+  HeifShape twice = withExif();
+  twice.items.push_back(twice.items.back());
+  expectRefused(twice);
+  HeifShape two = withExif();
+  two.items.push_back({.id = 3, .type = "Exif", .data = exifItem(), .isImage = false});
+  two.references.push_back({"cdsc", 3, {1}});
+  expectRefused(two);
+  HeifShape oddWidth = withExif();
+  oddWidth.indexWidth = 2;
+  oddWidth.locationVersion = 1;
+  expectRefused(oddWidth);
+}
+
+TEST(Heif, RefusesItemsThatAreMadeOfOthers) {
+  HeifShape shape = withExif();
+  shape.locationVersion = 1;
+  std::string file = makeHeif(shape);
+  const std::size_t table = file.find("iloc");
+  const std::size_t method = table + 4 + 4 + 2 + 2 + 2 + 1;
+  file[method] = 2;
+  expectRefused(file);
+}
+
+TEST(Heif, RefusesAFileThatIsCutAnywhere) {
+  for (const bool metaIsLast : {false, true}) {
+    HeifShape shape = withExif();
+    shape.metaIsLast = metaIsLast;
+    shape.behindMeta = isoBox("free", "room");
+    // Behind the meta box, what is cut off a box in front of nothing else is no loss.
+    const std::string file = makeHeif(shape);
+    const std::size_t sound = metaIsLast ? file.size() - shape.behindMeta.size() : file.size();
+    for (std::size_t size = 0; size < file.size(); ++size) {
+      if (size != sound) expectRefused(file.substr(0, size));
+    }
+    EXPECT_NO_THROW(written(file));
+  }
+}
+
+TEST(Heif, SurvivesEveryWrongByte) {
+  HeifShape shape = withExif();
+  shape.groups.push_back({"altr", 50, {1}});
+  const std::string file = makeHeif(shape);
+  std::size_t wrote = 0;
+  for (std::size_t i = 0; i < file.size(); ++i) {
+    for (const int change : {0x01, 0x80, 0xFF}) {
+      std::string wrong = file;
+      wrong[i] = static_cast<char>(wrong[i] ^ change);
+      try {
+        const std::string after = written(wrong);
+        EXPECT_EQ(written(after), after) << "byte " << i;
+        ++wrote;
+      } catch (const Refused&) {
+      }
+    }
+  }
+  EXPECT_GT(wrote, 0U);
+  EXPECT_LT(wrote, 3 * file.size());
+}
+
+}  // namespace
+}  // namespace tollbrook::ImageMetadata::Heif
