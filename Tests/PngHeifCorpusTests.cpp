@@ -1,0 +1,437 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "Support/PixelData.h"
+#include "Support/Program.h"
+#include "Support/ReadBack.h"
+#include "Support/TemporaryFolder.h"
+#include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/ImageMetadata/HeifPrimary.h"
+#include "TollbrookCore/ImageMetadata/ImageWriter.h"
+#include "TollbrookCore/ImageMetadata/PngChunks.h"
+#include "TollbrookCore/Support/Text.h"
+
+// Every PNG and HEIF file of the sample collection, written by the built-in writer and read by other
+// programs.
+namespace tollbrook::ImageMetadata {
+namespace {
+
+using std::filesystem::path;
+using test::Program;
+using test::TemporaryFolder;
+using Names = std::vector<std::string>;
+/// What exiftool says of a file: "IFD0:Make" and so on, with all values of tags that stand there repeatedly.
+using Tags = std::map<std::string, std::multiset<std::string>>;
+/// The same of each file, by name.
+using Readings = std::map<std::string, Tags>;
+
+const path corpus = TOLLBROOK_CORPUS;
+const std::string caption = "A caption, \xC3\xA9\nof two lines";
+
+TargetTags target() {
+  return {.takenTime = fromEpoch(1561982400),
+          .position = TargetTags::Position{.latitude = 48.8584, .longitude = -2.2945, .altitude = 35},
+          .caption = caption};
+}
+
+bool isPng(const std::string& name) { return name.ends_with(".png") || name.ends_with(".PNG"); }
+
+bool isOurs(const std::string& name) {
+  constexpr std::string_view extensions[] = {".png", ".PNG", ".heic", ".HEIC", ".heif", ".HEIF", ".avif"};
+  return std::any_of(std::begin(extensions), std::end(extensions),
+                     [&](std::string_view extension) { return name.ends_with(extension); });
+}
+
+Names namesIn(const path& folder) {
+  Names names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+/// Empty when the file was written, else why not.
+std::string refusal(const path& file) {
+  try {
+    writeImage(file, target());
+    return "";
+  } catch (const Refused& refused) {
+    return refused.what();
+  }
+}
+
+std::string groupOf(const std::string& tag) { return tag.substr(0, tag.find(':')); }
+std::string nameOf(const std::string& tag) { return tag.substr(tag.rfind(':') + 1); }
+
+Readings readings(const path& folder, const Names& options) {
+  Program::Call call{.program = ExifTool::path()->string(),
+                     .arguments = {"-q", "-q", "-json", "-a", "-u", "-n", "-G1:4"},
+                     .folder = folder};
+  call.arguments.insert(call.arguments.end(), options.begin(), options.end());
+  call.arguments.emplace_back(".");
+  Readings result;
+  const auto list = nlohmann::json::parse(Program::run(call).output, nullptr, false);
+  for (const auto& file : list) {
+    Tags& tags = result[path(file.at("SourceFile").get<std::string>()).filename()];
+    // A repeated tag has the number of the copy between its group and its name.
+    for (const auto& [tag, value] : file.items()) {
+      tags[groupOf(tag) + ":" + nameOf(tag)].insert(value.is_string() ? value.get<std::string>()
+                                                                      : value.dump());
+    }
+  }
+  return result;
+}
+
+/// The samples as they were and as they were written.
+class Samples {
+ public:
+  Samples() {
+    for (const path& folder : {before(), after()}) std::filesystem::create_directory(folder);
+    for (const std::string& name : namesIn(corpus / "media")) {
+      if (!isOurs(name)) continue;
+      const std::string bytes = test::readFile(corpus / "media" / name);
+      test::writeFile(before() / name, bytes);
+      test::writeFile(after() / name, bytes);
+      all_.push_back(name);
+      const std::string why = refusal(after() / name);
+      if (why.empty()) written_.push_back(name);
+      if (!why.empty()) refused_[name] = why;
+    }
+  }
+
+  path before() const { return folder_ / "before"; }
+  path after() const { return folder_ / "after"; }
+  const Names& all() const { return all_; }
+  const Names& written() const { return written_; }
+  const std::map<std::string, std::string>& refused() const { return refused_; }
+
+ private:
+  TemporaryFolder folder_;
+  Names all_;
+  Names written_;
+  std::map<std::string, std::string> refused_;
+};
+
+class PngHeifCorpus : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    if (std::filesystem::exists(corpus / "media")) samples_ = std::make_unique<Samples>();
+  }
+  static void TearDownTestSuite() { samples_.reset(); }
+
+  void SetUp() override {
+    if (!samples_)
+      GTEST_SKIP() << "the sample files are not here: TOLLBROOK_CORPUS names no folder with them";
+    TOLLBROOK_NEEDS_EXIFTOOL();
+    ASSERT_GT(samples_->all().size(), 40U);
+  }
+
+  static const Samples& samples() { return *samples_; }
+
+ private:
+  static inline std::unique_ptr<Samples> samples_;
+};
+
+TEST_F(PngHeifCorpus, IsWrittenWhereExifToolWritesIt) {
+  const TemporaryFolder folder;
+  Program::Call call{
+      .program = ExifTool::path()->string(),
+      .arguments = {"-q", "-q", "-overwrite_original", "-DateTimeOriginal=2019:07:01 12:00:00"},
+      .folder = folder.path()};
+  for (const std::string& name : samples().all()) {
+    test::writeFile(folder / name, test::readFile(samples().before() / name));
+    call.arguments.push_back(name);
+  }
+  Program::run(call);
+  std::size_t theirs = 0, ours = 0;
+  for (const std::string& name : samples().all()) {
+    const bool isTheirs = test::readFile(folder / name) != test::readFile(samples().before() / name);
+    const bool isWritten = !samples().refused().contains(name);
+    theirs += isTheirs ? 1U : 0U;
+    ours += isTheirs && isWritten ? 1U : 0U;
+    if (!isWritten) std::cout << name << ": " << samples().refused().at(name) << '\n';
+  }
+  EXPECT_GT(theirs, 40U);
+  EXPECT_GE(static_cast<double>(ours), 0.95 * static_cast<double>(theirs)) << ours << " of " << theirs;
+}
+
+TEST_F(PngHeifCorpus, IsUntouchedWhenRefused) {
+  for (const auto& [name, why] : samples().refused()) {
+    EXPECT_EQ(test::readFile(samples().after() / name), test::readFile(samples().before() / name)) << name;
+  }
+  EXPECT_EQ(namesIn(samples().after()), samples().all()) << "something was left behind";
+}
+
+/// XMP that is no UTF-8 stays as it is.
+bool hasUnreadableXmp(const path& file) {
+  const auto xmp = Program::run({ExifTool::path()->string(), {"-b", "-XMP", file.string()}});
+  return !Text::isValidUtf8(xmp.output);
+}
+
+TEST_F(PngHeifCorpus, HasTheTargetTagsForOtherReaders) {
+  const Readings after = readings(samples().after(), {});
+  for (const std::string& name : samples().written()) {
+    SCOPED_TRACE(name);
+    const auto value = [&](const std::string& tag) {
+      const auto found = after.at(name).find(tag);
+      return found == after.at(name).end() || found->second.size() != 1 ? "not there once"
+                                                                        : *found->second.begin();
+    };
+    EXPECT_EQ(value("ExifIFD:DateTimeOriginal"), "2019:07:01 12:00:00");
+    EXPECT_EQ(value("ExifIFD:CreateDate"), "2019:07:01 12:00:00");
+    EXPECT_EQ(value("ExifIFD:OffsetTimeOriginal"), "+00:00");
+    EXPECT_EQ(value("ExifIFD:OffsetTimeDigitized"), "+00:00");
+    EXPECT_EQ(value("IFD0:ModifyDate"), "2019:07:01 12:00:00");
+    EXPECT_EQ(value("IFD0:ImageDescription"), caption);
+    EXPECT_TRUE(value("XMP-dc:Description") == caption || hasUnreadableXmp(samples().after() / name))
+        << value("XMP-dc:Description");
+    EXPECT_THAT(value("GPS:GPSLatitude"), testing::StartsWith("48.8584"));
+    EXPECT_THAT(value("GPS:GPSLongitude"), testing::StartsWith("2.2945"));
+    EXPECT_EQ(value("GPS:GPSLatitudeRef") + value("GPS:GPSLongitudeRef"), "NW");
+    EXPECT_EQ(value("GPS:GPSAltitude"), "35");
+    EXPECT_EQ(value("GPS:GPSAltitudeRef"), "0");
+  }
+}
+
+TEST_F(PngHeifCorpus, IsReadByExiv2WhereItKnowsTheKind) {
+  std::size_t read = 0;
+  for (const std::string& name : samples().written()) {
+    const auto result = Program::run(
+        {"exiv2", {"-q", "-g", "Exif.Photo.DateTimeOriginal", "-Pv", (samples().after() / name).string()}});
+    if (result.status == 127) GTEST_SKIP() << "exiv2 is not installed: nothing was tested here";
+    if (result.output.empty() && !isPng(name)) continue;
+    ++read;
+    EXPECT_EQ(result.output, "2019:07:01 12:00:00\n") << name;
+  }
+  EXPECT_GT(read, 10U);
+}
+
+bool isTarget(const std::string& tag) {
+  static const std::map<std::string, std::set<std::string>> targets{
+      {"IFD0", {"ModifyDate", "ImageDescription"}},
+      {"ExifIFD",
+       {"DateTimeOriginal", "CreateDate", "OffsetTimeOriginal", "OffsetTimeDigitized", "ExifVersion"}},
+      {"GPS",
+       {"GPSVersionID", "GPSLatitude", "GPSLatitudeRef", "GPSLongitude", "GPSLongitudeRef", "GPSAltitude",
+        "GPSAltitudeRef"}},
+      {"XMP-dc", {"Description"}},
+      {"XMP-x", {"XMPToolkit"}},
+      {"XMP-xmp", {"CreateDate", "ModifyDate"}},
+      {"XMP-photoshop", {"DateCreated"}},
+      {"XMP-tiff", {"DateTime", "ImageDescription"}},
+      {"XMP-exif", {"DateTimeOriginal", "DateTimeDigitized", "GPSLatitude", "GPSLongitude", "GPSAltitude"}}};
+  const auto group = targets.find(groupOf(tag));
+  return group != targets.end() && group->second.contains(nameOf(tag));
+}
+
+// What the file system, the places of data and the target tags themselves bring with them.
+bool follows(const std::string& tag) {
+  static const std::set<std::string> places{"ThumbnailOffset", "PreviewImageStart", "OtherImageStart",
+                                            "MediaDataOffset", "MediaDataSize",     "MediaData",
+                                            "FileSize",        "ExifByteOrder"};
+  const std::string group = groupOf(tag);
+  return group == "System" || group == "SourceFile" || places.contains(nameOf(tag)) ||
+         (group == "Composite" && (nameOf(tag).starts_with("GPS") || nameOf(tag).starts_with("SubSec")));
+}
+
+// Whether there was more than the primary image, and the tags that then speak of the others as well.
+bool hadMore(const path& file) {
+  const std::string bytes = test::readFile(file);
+  if (isPng(file)) return false;
+  const Heif::File heif = Heif::File::read(MemorySource(bytes));
+  return heif.hasMovie() || !Heif::itemsOfOtherImages(heif.meta).empty();
+}
+
+bool isOfTheContainer(const std::string& tag) {
+  static const std::set<std::string> sizes{"ImageSize", "Megapixels", "AvgBitrate"};
+  const std::string group = groupOf(tag);
+  return group == "QuickTime" || group == "Meta" || group == "File" || group.starts_with("Track") ||
+         (group == "Composite" && sizes.contains(nameOf(tag)));
+}
+
+TEST_F(PngHeifCorpus, DiffersInNothingButTheTargetTags) {
+  const Readings before = readings(samples().before(), {});
+  const Readings after = readings(samples().after(), {});
+  for (const std::string& name : samples().written()) {
+    const bool lostOthers = hadMore(samples().before() / name);
+    const auto others = [&](const Tags& tags) {
+      Tags result = tags;
+      std::erase_if(result, [&](const auto& entry) {
+        return isTarget(entry.first) || follows(entry.first) || (lostOthers && isOfTheContainer(entry.first));
+      });
+      return result;
+    };
+    EXPECT_EQ(others(before.at(name)), others(after.at(name))) << name;
+  }
+}
+
+TEST_F(PngHeifCorpus, GetsNoNewWarning) {
+  const Names options{"-validate", "-warning", "-error"};
+  const Readings before = readings(samples().before(), options);
+  const Readings after = readings(samples().after(), options);
+  const auto warnings = [](const Tags& tags) {
+    std::set<std::string> texts;
+    for (const auto& [tag, values] : tags) {
+      if (nameOf(tag) == "Warning" || nameOf(tag) == "Error") texts.insert(values.begin(), values.end());
+    }
+    return texts;
+  };
+  for (const std::string& name : samples().written()) {
+    EXPECT_THAT(warnings(before.at(name)), testing::IsSupersetOf(warnings(after.at(name)))) << name;
+  }
+}
+
+TEST_F(PngHeifCorpus, ShowsTheSamePicture) {
+  // Large ones take a while; those of phones are decoded once, below.
+  constexpr std::uintmax_t largest = 300'000;
+  Names names = samples().written();
+  std::erase_if(names, [](const std::string& name) {
+    return !isPng(name) && std::filesystem::file_size(samples().before() / name) > largest;
+  });
+  const auto before = test::pixelDataOf(samples().before(), names);
+  const auto after = test::pixelDataOf(samples().after(), names);
+  std::size_t decoded = 0;
+  for (const std::string& name : names) {
+    if (before.at(name).means != "ImageMagick") continue;
+    ++decoded;
+    EXPECT_EQ(before.at(name), after.at(name)) << name;
+  }
+  EXPECT_GT(decoded, 30U);
+}
+
+/// The pixels that heif-convert makes of the primary image, and how many images there are.
+struct Converted {
+  std::size_t images = 0;
+  std::string pixels;
+};
+
+Converted converted(const path& file) {
+  Converted result;
+  std::size_t primary = 0;
+  std::istringstream lines(Program::run({"heif-info", {file.string()}}).output);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("image: ")) continue;
+    ++result.images;
+    if (line.ends_with("primary")) primary = result.images;
+  }
+  const TemporaryFolder folder;
+  Program::run({"heif-convert", {file.string(), (folder / "out.y4m").string()}});
+  const std::string name = result.images > 1 ? "out-" + std::to_string(primary) + ".y4m" : "out.y4m";
+  if (std::filesystem::exists(folder / name)) result.pixels = test::readFile(folder / name);
+  return result;
+}
+
+TEST_F(PngHeifCorpus, ShowsTheSamePrimaryImageAlone) {
+  if (Program::run({"heif-info", {"--help"}}).status == 127) {
+    GTEST_SKIP() << "heif-info is not installed: nothing was tested here";
+  }
+  std::size_t decoded = 0;
+  for (const std::string& name : samples().written()) {
+    if (isPng(name)) continue;
+    const Converted before = converted(samples().before() / name);
+    const Converted after = converted(samples().after() / name);
+    // It takes some that hold a film as well for no image at all.
+    if (before.images > 0) {
+      EXPECT_EQ(after.images, 1U) << name;
+    }
+    if (before.pixels.empty()) continue;
+    ++decoded;
+    EXPECT_TRUE(before.pixels == after.pixels) << name;
+  }
+  EXPECT_GT(decoded, 20U);
+}
+
+TEST_F(PngHeifCorpus, KeepsTheVerdictOfPngcheck) {
+  const auto verdict = [](const path& file) { return Program::run({"pngcheck", {"-q", file.string()}}); };
+  for (const std::string& name : samples().written()) {
+    if (!isPng(name)) continue;
+    const auto before = verdict(samples().before() / name);
+    if (before.status == 127) GTEST_SKIP() << "pngcheck is not installed: nothing was tested here";
+    EXPECT_EQ(before.status, verdict(samples().after() / name).status) << name;
+  }
+}
+
+TEST_F(PngHeifCorpus, IsUnchangedByASecondWrite) {
+  const TemporaryFolder folder;
+  for (const std::string& name : samples().written()) {
+    const std::string bytes = test::readFile(samples().after() / name);
+    test::writeFile(folder / name, bytes);
+    EXPECT_EQ(refusal(folder / name), "") << name;
+    EXPECT_TRUE(test::readFile(folder / name) == bytes) << name;
+  }
+}
+
+/// Where a PNG or HEIF file has chunks or boxes that end, those of the meta box included.
+std::set<std::uint64_t> edgesOf(const std::string& bytes) {
+  std::set<std::uint64_t> edges;
+  const MemorySource source(bytes);
+  if (bytes.starts_with("\x89PNG")) {
+    for (const auto& chunk : Png::chunksOf(source))
+      edges.insert({chunk.offset, chunk.contentOffset(), chunk.end()});
+    return edges;
+  }
+  for (const auto& box : Heif::boxesOf(source)) {
+    edges.insert({box.offset, box.contentOffset(), box.end()});
+    if (box.type != "meta") continue;
+    std::uint64_t edge = box.contentOffset() + 4;
+    for (const auto& child : Heif::boxesIn(std::string_view(bytes).substr(edge, box.contentSize() - 4))) {
+      edges.insert({edge, edge + child.whole.size() - child.content.size()});
+      edge += child.whole.size();
+    }
+  }
+  return edges;
+}
+
+TEST_F(PngHeifCorpus, IsRefusedWhenCutAtAnyEdge) {
+  const TemporaryFolder folder;
+  for (const std::string name :
+       {"IMG_2682.heic", "IMG_2927.HEIC", "DSC09001.HEIF", "C017.heic", "rainbow.heic", "three images.heic",
+        "IMG_BURST_0001.heic", "Reagan.PNG", "with eXIf.PNG", "png_with_exif_and_gps.png"}) {
+    const std::string bytes = test::readFile(corpus / "media" / name);
+    const auto edges = edgesOf(bytes);
+    EXPECT_GT(edges.size(), 8U) << name;
+    for (const std::uint64_t edge : edges) {
+      if (edge == bytes.size()) continue;
+      const std::string cut = bytes.substr(0, edge);
+      test::writeFile(folder / name, cut);
+      EXPECT_NE(refusal(folder / name), "") << name << " cut at " << edge;
+      EXPECT_TRUE(test::readFile(folder / name) == cut) << name << " cut at " << edge;
+    }
+  }
+  EXPECT_EQ(namesIn(folder.path()).size(), 10U) << "something was left behind";
+}
+
+TEST_F(PngHeifCorpus, IsRefusedWhenBroken) {
+  const TemporaryFolder folder;
+  Names names;
+  for (const std::string& name : namesIn(corpus / "broken" / "media")) {
+    // A sound picture under a false name is none of the broken ones.
+    if (!isOurs(name) || name == "IMG_7001.HEIC") continue;
+    names.push_back(name);
+    const std::string bytes = test::readFile(corpus / "broken" / "media" / name);
+    test::writeFile(folder / name, bytes);
+    EXPECT_NE(refusal(folder / name), "") << name;
+    EXPECT_TRUE(test::readFile(folder / name) == bytes) << name;
+  }
+  EXPECT_GT(names.size(), 9U);
+  EXPECT_EQ(namesIn(folder.path()), names) << "something was left behind";
+}
+
+TEST_F(PngHeifCorpus, IsWrittenAsWhatItIsUnderAnyName) {
+  const TemporaryFolder folder;
+  test::writeFile(folder / "heif.jpg", test::readFile(corpus / "media" / "rainbow.heic"));
+  test::writeFile(folder / "png.heic", test::readFile(corpus / "media" / "plain.png"));
+  EXPECT_EQ(refusal(folder / "heif.jpg"), "");
+  EXPECT_EQ(refusal(folder / "png.heic"), "");
+  EXPECT_THAT(test::readFile(folder / "heif.jpg"), testing::HasSubstr("2019:07:01 12:00:00"));
+  EXPECT_THAT(test::readFile(folder / "png.heic"), testing::HasSubstr("2019:07:01 12:00:00"));
+}
+
+}  // namespace
+}  // namespace tollbrook::ImageMetadata
