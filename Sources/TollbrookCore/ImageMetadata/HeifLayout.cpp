@@ -40,8 +40,8 @@ class PlaceMap {
 /// A new file in the making.
 class Assembly {
  public:
-  Assembly(const ByteSource& file, const File& old, Meta meta, std::vector<const Payload*> payloads)
-      : file_(file), old_(old), meta_(std::move(meta)), payloads_(std::move(payloads)), plan_(file) {
+  Assembly(const ByteSource& file, Meta meta, std::vector<const Payload*> payloads)
+      : file_(file), meta_(std::move(meta)), payloads_(std::move(payloads)), plan_(file) {
     for (const Payload* payload : payloads_) placeLater(*payload);
     widenLocations();
   }
@@ -171,7 +171,6 @@ class Assembly {
   }
 
   const ByteSource& file_;
-  const File& old_;
   Meta meta_;
   std::vector<const Payload*> payloads_;  ///< to be put into a box of their own
   OutputPlan plan_;
@@ -265,7 +264,7 @@ OutputPlan layOutInPlace(const ByteSource& file, const File& old, Meta meta,
   for (const Payload& payload : payloads) {
     if (payload.isChanged() || liesIn(payload, tail)) moving.push_back(&payload);
   }
-  Assembly assembly(file, old, std::move(meta), moving);
+  Assembly assembly(file, std::move(meta), moving);
   for (std::size_t i = 0; i < old.boxes.size(); ++i) {
     if (i == old.trailer) assembly.addPayloads();
     if (i == old.metaBox) {
@@ -283,7 +282,7 @@ OutputPlan layOutAnew(const ByteSource& file, const File& old, Meta meta,
   static const std::set<std::string_view> replaced{"mdat", "moov", "free", "skip", "wide"};
   std::vector<const Payload*> moving;
   for (const Payload& payload : payloads) moving.push_back(&payload);
-  Assembly assembly(file, old, std::move(meta), moving);
+  Assembly assembly(file, std::move(meta), moving);
   for (std::size_t i = 0; i < old.trailer; ++i) {
     const FileBox& box = old.boxes[i];
     if (i == 0 && old.hasMovie()) {
