@@ -119,8 +119,22 @@ TEST_F(CommandLineTest, RefusesAFolderThatIsMissing) {
   for (const char* command : {"scan", "write"}) {
     expectRefusal({command, missing}, missing + ": No such file or directory");
     expectRefusal({command, missing, "--json"}, missing + ": No such file or directory");
-    expectRefusal({command, ""}, "No such file or directory");
     expectRefusal({command, (folder / "mis\nsing").string()}, "mis\\nsing");
+  }
+}
+
+TEST_F(CommandLineTest, RefusesAFolderWithoutAName) {
+  for (const char* command : {"scan", "write"}) expectRefusal({command, ""}, "the folder's name is empty");
+}
+
+TEST_F(CommandLineTest, RefusesAFolderWhoseWholePathNobodyKnows) {
+  const std::filesystem::path gone = folder / "gone";
+  for (const char* name : {".", "../export"}) {
+    std::filesystem::create_directory(gone);
+    auto call = tool.call({"write", name});
+    call.folder = gone;
+    call.prepare = [&] { return rmdir(gone.c_str()) == 0; };
+    expectRefusal(Program::run(call), "the current folder is gone");
   }
 }
 
