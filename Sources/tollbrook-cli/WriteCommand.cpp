@@ -42,6 +42,7 @@ void report(const std::filesystem::path& folder, const RestoreOutcome& outcome) 
   if (unlisted > 0) {
     Console::complain(fmt::format("and {} more {} failed", unlisted, unlisted == 1 ? "file" : "files"));
   }
+  if (outcome.cancelled) Console::complain("stopped; to continue: tollbrook-cli resume");
   if (outcome.alreadyDone > 0) {
     Console::complain(fmt::format(
         "{} passed over because the job lists {} as finished; to start anew: "

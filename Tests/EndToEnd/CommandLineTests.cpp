@@ -290,6 +290,7 @@ TEST_F(CommandLineTest, ASignalStopsTheRunWithItsOwnStatus) {
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.signal, 0) << "it must end by itself";
     EXPECT_EQ(result.output, "Stopped. Finished files are kept; reopen the app to continue the rest.\n");
+    EXPECT_EQ(result.errors, "tollbrook-cli: stopped; to continue: tollbrook-cli resume\n");
     EXPECT_EQ(readFile(photo), tinyJpeg());
     EXPECT_EQ(fresh.phase(), "writing");
   }
