@@ -35,18 +35,31 @@ std::optional<std::size_t> sizeOfSidecar(const Files::Descriptor& file) {
   return static_cast<std::size_t>(size);
 }
 
-/// Reads `file`, `size` bytes long when last seen, to its end. Returns the number of bytes.
+/// Whether this errno number says nothing about the file that it was met at.
+bool isOutsideFile(int error) {
+  constexpr std::array outside{EIO, ENODEV, ESTALE, ETIMEDOUT, EMFILE, ENFILE, ENOMEM};
+  return std::find(outside.begin(), outside.end(), error) != outside.end();
+}
+
+/// Reads `file`, `size` bytes long when last seen, to its end. Returns the number of bytes; none, and errno,
+/// when that cannot be done.
 std::optional<std::size_t> load(const Files::Descriptor& file, std::size_t size, Json::Reader& json) {
   std::size_t room = size + 1;  // a byte more than there should be shows the end in one call
   std::size_t filled = 0;
   for (;;) {
     char* const bytes = json.reserve(room);
-    if (bytes == nullptr) return std::nullopt;
+    if (bytes == nullptr) {
+      errno = ENOMEM;
+      return std::nullopt;
+    }
     const ssize_t count = read(file.get(), bytes + filled, room - filled);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
     filled += static_cast<std::size_t>(count);
-    if (filled > largestSidecarBytes) return std::nullopt;
+    if (filled > largestSidecarBytes) {
+      errno = EFBIG;
+      return std::nullopt;
+    }
     if (count == 0 || filled == size) return filled;
     if (filled == room) room = std::min(2 * room, largestSidecarBytes + 1);
   }
@@ -131,12 +144,20 @@ std::optional<double> number(const std::optional<Json::Value>& value) {
 }
 
 std::optional<SidecarData> Reader::read(int directory, const char* name) {
+  hasFailed_ = false;
   const Files::Descriptor file = openWithoutBlocking(directory, name);
-  if (!file) return std::nullopt;
+  if (!file) {
+    hasFailed_ = isOutsideFile(errno);
+    return std::nullopt;
+  }
   const std::optional<std::size_t> size = sizeOfSidecar(file);
   if (!size) return std::nullopt;
   const std::optional<std::size_t> loaded = load(file, *size, json_);
-  return loaded ? parse(json_, *loaded) : std::nullopt;
+  if (!loaded) {
+    hasFailed_ = isOutsideFile(errno);
+    return std::nullopt;
+  }
+  return parse(json_, *loaded);
 }
 
 }  // namespace tollbrook::SidecarParser

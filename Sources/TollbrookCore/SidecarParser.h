@@ -42,8 +42,13 @@ class Reader {
   /// As parseFile, with `name` relative to the open folder `directory`.
   std::optional<SidecarData> read(int directory, const char* name);
 
+  /// Whether the last read gave nothing for a reason that lies outside the sidecar: the disk failed or went
+  /// away, or this process had no descriptor or memory left.
+  bool hasFailed() const { return hasFailed_; }
+
  private:
   Json::Reader json_;
+  bool hasFailed_ = false;
 };
 
 }  // namespace tollbrook::SidecarParser

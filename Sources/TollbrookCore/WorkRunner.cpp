@@ -68,6 +68,12 @@ class Run : public FolderWalker::Visitor {
     const std::optional<SidecarData> data =
         sidecar ? reader_.read(folder.descriptor(), folder.sidecars().jsonNames()[*sidecar].c_str())
                 : std::nullopt;
+    if (sidecar && reader_.hasFailed()) {
+      // Not finished: what could not be read now may be readable next time.
+      sawEverything_ = false;
+      fail(relative, "Could not be read");
+      return;
+    }
     if (!data || !data->hasAnything()) {
       journal_.markDoneRelative(relative);
       return;

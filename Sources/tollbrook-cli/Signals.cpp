@@ -21,6 +21,7 @@ extern "C" void stop(int signal) {
 
 void listen() {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction previous {};
     if (signal == SIGHUP && sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN)

@@ -4,8 +4,9 @@
 /// once.
 namespace tollbrook::cli::Signals {
 
-/// Begins to listen. A SIGHUP that the starter of the process ignores (nohup) stays ignored. SIGPIPE is
-/// ignored from now on, so that a reader who went away is an ordinary write error.
+/// Begins to listen. A SIGHUP that the starter of the process ignores (nohup) stays ignored. SIGPIPE and
+/// SIGXFSZ are ignored from now on, so that a reader who went away and a limit on file sizes are ordinary
+/// write errors.
 void listen();
 
 /// Whether a signal asked to stop.

@@ -117,7 +117,7 @@ TEST_F(SmallExportTest, AScanFindsTheSidecarOfEveryName) {
 
 TEST_F(SmallExportTest, AWritePutsEverySidecarIntoItsFile) {
   TOLLBROOK_NEEDS_EXIFTOOL();
-  const auto result = tool.run({"write", place.string()});
+  const auto result = tool.run({"write", place.string(), "--quiet"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "22 dated · 22 tagged\n");
   EXPECT_EQ(result.errors, "");
