@@ -343,6 +343,14 @@ TEST(PatchTiff, RefusesAValueThatRunsIntoWhatIsAppended) {
   EXPECT_THAT(refusalOf(bytes), HasSubstr("would change"));
 }
 
+TEST(PatchTiff, RefusesAThumbnailThatRunsIntoWhatIsAppended) {
+  Block block = cameraBlock();
+  const std::size_t size = block.bytes().size();
+  block.laterPages = {{BlockEntry::ofNumbers(TiffTag::jpegOffset, TiffType::longInteger, {size}),
+                       BlockEntry::ofNumbers(TiffTag::jpegLength, TiffType::longInteger, {100})}};
+  EXPECT_THAT(refusalOf(block.bytes()), HasSubstr("would change"));
+}
+
 TEST(PatchTiff, RefusesADirectoryThatOverlapsAValue) {
   Block block = cameraBlock();
   std::string bytes = block.bytes();

@@ -86,7 +86,7 @@ void requireWhole(const TiffReader& reader) {
   const auto& others = reader.others();
   if (!reader.isWhole() || !hasAllValues(reader.first()) ||
       !std::all_of(others.begin(), others.end(), hasAllValues) ||
-      !TiffOccupancy(reader).holdsAllImageData()) {
+      TiffOccupancy(reader).missingPieces() != 0) {
     throw Refused("a part of the file is missing");
   }
 }

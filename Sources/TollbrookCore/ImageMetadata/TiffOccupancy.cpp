@@ -7,9 +7,10 @@
 namespace tollbrook::ImageMetadata {
 namespace {
 
-constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 2> pieceTags{{
+constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> pieceTags{{
     {TiffTag::stripOffsets, TiffTag::stripByteCounts},
     {TiffTag::tileOffsets, TiffTag::tileByteCounts},
+    {TiffTag::jpegOffset, TiffTag::jpegLength},
 }};
 
 bool isInteger(TiffType type) {
@@ -65,17 +66,6 @@ void TiffOccupancy::add(const TiffDirectory& directory) {
     const bool isOutside = entry.value && entry.value->length > reader_->offsetWidth();
     if (isOutside) owned_.push_back({*entry.value, entry.position});
   }
-  addThumbnail(directory);
-}
-
-void TiffOccupancy::addThumbnail(const TiffDirectory& directory) {
-  const TiffEntry* const offset = directory.find(TiffTag::jpegOffset);
-  const TiffEntry* const length = directory.find(TiffTag::jpegLength);
-  if (offset == nullptr || length == nullptr || !offset->value || !length->value) return;
-  if (!isInteger(offset->type) || !isInteger(length->type) || offset->count == 0 || length->count == 0)
-    return;
-  const TiffArea area{reader_->number(*offset), reader_->number(*length)};
-  if (reader_->block().contains(area.offset, area.length)) owned_.push_back({area, offset->position});
 }
 
 bool TiffOccupancy::isAlone(const TiffEntry& entry) const {
@@ -123,14 +113,22 @@ bool TiffOccupancy::touchesImageData(const TiffArea& area) const {
   });
 }
 
-bool TiffOccupancy::holdsAllImageData() const {
-  return forEachPiece(
-      [&](const TiffArea& piece) { return reader_->block().contains(piece.offset, piece.length); });
+std::uint64_t TiffOccupancy::missingPieces() const {
+  std::uint64_t missing = 0;
+  forEachPiece([&](const TiffArea& piece) {
+    if (!reader_->block().contains(piece.offset, piece.length)) ++missing;
+    return true;
+  });
+  return missing;
 }
 
 std::uint64_t TiffOccupancy::end() const {
   std::uint64_t last = 0;
   for (const Owned& owned : owned_) last = std::max(last, owned.area.end());
+  forEachPiece([&](const TiffArea& piece) {
+    if (reader_->block().contains(piece.offset, piece.length)) last = std::max(last, piece.end());
+    return true;
+  });
   return last;
 }
 

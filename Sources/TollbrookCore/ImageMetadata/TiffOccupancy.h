@@ -18,8 +18,8 @@ class TiffOccupancy {
   /// The same for a directory, with the offset of the next one or without.
   bool isAlone(const TiffDirectory& directory) const;
   bool entriesAreAlone(const TiffDirectory& directory) const;
-  /// Whether the block holds the strips and tiles of all images.
-  bool holdsAllImageData() const;
+  /// How many strips, tiles and thumbnails the block does not hold whole, though its directories say so.
+  std::uint64_t missingPieces() const;
   /// The end of the last byte that is known to belong to something.
   std::uint64_t end() const;
 
@@ -30,10 +30,9 @@ class TiffOccupancy {
   };
 
   void add(const TiffDirectory& directory);
-  void addThumbnail(const TiffDirectory& directory);
   bool isAlone(const TiffArea& area, std::uint64_t owner) const;
   bool touchesImageData(const TiffArea& area) const;
-  /// Visits the strips and tiles of all images until `visit` says false; whether it never did.
+  /// Visits the strips, tiles and thumbnails of all images until `visit` says false; whether it never did.
   template <typename Visit>
   bool forEachPiece(const Visit& visit) const;
   template <typename Visit>

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
+
 namespace tollbrook::ImageMetadata {
 namespace {
 
@@ -43,6 +45,8 @@ class Verifier {
 
   /// The directories that nothing was written into.
   void compareOthers(bool isChainCut) const {
+    // What pointed behind the end must not come to point into what was appended.
+    if (!isChainCut) require(TiffOccupancy(before_).missingPieces() == TiffOccupancy(after_).missingPieces());
     const auto& old = before_.others();
     const auto& now = after_.others();
     require(isChainCut ? now.size() <= old.size() : now.size() == old.size());
