@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <random>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -20,6 +21,14 @@
 
 namespace tollbrook::ImageMetadata {
 namespace {
+
+struct Container {
+  bool (*recognizes)(std::string_view start);
+  OutputPlan (*plan)(const ByteSource& file, const TargetTags& target);
+};
+constexpr std::array containers{
+    Container{Jpeg::recognizes, Jpeg::plan}, Container{Png::recognizes, Png::plan},
+    Container{Tiff::recognizes, Tiff::plan}, Container{Heif::recognizes, Heif::plan}};
 
 [[noreturn]] void fail(std::error_code error) { throw std::system_error(error); }
 
@@ -80,10 +89,10 @@ bool isStill(const struct stat& before, const std::filesystem::path& file) {
 
 OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   const std::string start = file.readUpTo(0, 16);
-  if (Jpeg::recognizes(start)) return Jpeg::plan(file, target);
-  if (Png::recognizes(start)) return Png::plan(file, target);
-  if (Tiff::recognizes(start)) return Tiff::plan(file, target);
-  if (Heif::recognizes(start)) return Heif::plan(file, target);
+  for (const Container& container : containers) {
+    if (!container.recognizes(start)) continue;
+    return target.isEmpty() ? OutputPlan::copyOf(file) : container.plan(file, target);
+  }
   throw Refused("this is no image of a known kind");
 }
 
@@ -94,8 +103,10 @@ void writeImage(const std::filesystem::path& file, const TargetTags& target) {
   const FileSource source(image.get());
   const OutputPlan result = plan(source, target);
   if (result.isUnchanged()) return;
-  const auto attributes = Platform::readAttributes(image.get());
+  auto attributes = Platform::readAttributes(image.get());
   if (!attributes) fail(Files::lastError());
+  // A flag may forbid to rename the file that has it.
+  const std::uint32_t flags = std::exchange(attributes->flags, 0);
 
   TemporaryFile temporary(file);
   result.copyTo(temporary.descriptor(), 0, result.size());
@@ -105,6 +116,11 @@ void writeImage(const std::filesystem::path& file, const TargetTags& target) {
   temporary.finish();
   if (!isStill(before, file)) throw Refused("somebody else changed the file");
   temporary.replace(file);
+  if (flags != 0) {
+    attributes->flags = flags;
+    const Files::Descriptor replaced(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (replaced) Platform::applyAttributes(replaced.get(), *attributes);
+  }
   // The file is replaced, whatever becomes of this; who must know forces the folder again.
   Files::syncFolder(file.parent_path().empty() ? "." : file.parent_path());
 }
