@@ -103,12 +103,17 @@ void OutputPlan::copyInside(int descriptor, std::uint64_t offset, std::uint64_t 
   });
 }
 
-bool OutputPlan::isUnchanged() const {
-  return size() == source_->size() &&
-         std::all_of(extents_.begin(), extents_.end(), [&](const Extent& extent) {
-           if (!extent.isNew() && extent.sourceOffset == extent.start) return true;
-           return sameBytes(*this, extent.start, *source_, extent.start, extent.length);
-         });
+bool OutputPlan::holds(std::uint64_t offset, std::uint64_t sourceOffset, std::uint64_t length) const {
+  if (!contains(offset, length)) throw Refused("something lies past the end");
+  bool isSame = true;
+  forEachPart(offset, length, [&](const Extent& extent, std::uint64_t skipped, std::uint64_t count) {
+    const bool isCopied = !extent.isNew() && extent.sourceOffset + skipped == sourceOffset;
+    isSame = isSame && (isCopied || sameBytes(*this, extent.start + skipped, *source_, sourceOffset, count));
+    sourceOffset += count;
+  });
+  return isSame;
 }
+
+bool OutputPlan::isUnchanged() const { return size() == source_->size() && holds(0, 0, size()); }
 
 }  // namespace tollbrook::ImageMetadata

@@ -24,6 +24,9 @@ class OutputPlan final : public ByteSource {
   /// Puts these bytes in the place of as many that are there; Refused when there are not so many.
   void overwrite(std::uint64_t offset, std::string bytes);
 
+  /// Whether a range of the new file holds what the source holds at `sourceOffset`. Only what was not copied
+  /// from there is read.
+  bool holds(std::uint64_t offset, std::uint64_t sourceOffset, std::uint64_t length) const;
   /// Whether the new file would be the old one.
   bool isUnchanged() const;
   /// All of it, for plans of small blocks.
