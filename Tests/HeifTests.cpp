@@ -291,12 +291,58 @@ TEST(Heif, NumbersItemsOnFromTheLargestNumber) {
   EXPECT_TRUE(refers(written(makeHeif(shape)), "cdsc", 1, 0x12345));
 }
 
+/// A file of which only the beginning is more than zeros.
+class LargeSource final : public ByteSource {
+ public:
+  LargeSource(std::string start, std::uint64_t size) : ByteSource(size), start_(std::move(start)) {}
+
+ private:
+  void readInside(std::uint64_t offset, char* bytes, std::size_t length) const override {
+    for (std::size_t i = 0; i < length; ++i) {
+      bytes[i] = offset + i < start_.size() ? start_[offset + i] : '\0';
+    }
+  }
+
+  std::string start_;
+};
+
+TEST(Heif, WidensTheOffsetsOfALargeFile) {
+  for (HeifShape shape : {HeifShape{}, withExif()}) {
+    std::string start = makeHeif(shape);
+    // The media data, the last box, becomes one of six gigabytes.
+    const std::size_t box = start.rfind("mdat") - 4;
+    const std::uint64_t size = std::uint64_t{6} << 30;
+    start.replace(box, 4, field(1, 4));
+    start.insert(box + 8, field(size - box, 8));
+    for (std::size_t i = 0; i < shape.items.size(); ++i) {
+      const std::size_t offset = start.find("iloc") + 4 + 4 + 2 + 2 + i * 14 + 6;
+      start.replace(offset, 4, field(numberAt(start, offset, 4, ByteOrder::big) + 8, 4));
+    }
+    const LargeSource source(start, size);
+    const OutputPlan after = plan(source, dates());
+    EXPECT_GT(after.size(), size);
+    const Meta meta = File::read(after).meta;
+    EXPECT_EQ(meta.locations.offsetWidth, 8U);
+    EXPECT_EQ(itemBytes(after, meta, *meta.locations.find(1), 100), "the picture");
+    EXPECT_THAT(itemBytes(after, meta, *meta.locations.find(2), 1000), HasSubstr(std::string(stamp)));
+    EXPECT_TRUE(plan(after, dates()).isUnchanged());
+  }
+}
+
+TEST(Heif, RefusesAnOpenBoxTooLargeForItsSize) {
+  HeifShape shape;
+  shape.lastBoxIsOpen = true;
+  EXPECT_THROW(plan(LargeSource(makeHeif(shape), std::uint64_t{5} << 30), dates()), Refused);
+}
+
 TEST(Heif, RefusesWhatItDoesNotUnderstand) {
   for (const std::string type : {"moof", "sidx", "mini", "meco", "meta"}) {
     HeifShape shape = withExif();
     shape.behindMeta = isoBox(type, "something");
     expectRefused(shape);
   }
+  expectRefused(isoBox("ftyp", std::string("msf1\0\0\0\0msf1", 12)) + isoBox("moov", "tracks") +
+                isoBox("mdat", "data"));
   HeifShape elsewhere = withExif();
   elsewhere.dataReference = 1;
   expectRefused(elsewhere);

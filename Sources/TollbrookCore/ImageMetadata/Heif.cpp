@@ -25,7 +25,7 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   if (isComplete && !hasOthers) return OutputPlan::copyOf(file);
   OutputPlan result = hasOthers ? layOutAnew(file, old, std::move(meta), payloads)
                                 : layOutInPlace(file, old, std::move(meta), payloads);
-  requireOnlyMetadataChanged(file, old, result, payloads, removed);
+  requireOnlyMetadataChanged(old, result, payloads, removed);
   return result;
 }
 

@@ -17,9 +17,8 @@ void require(bool isSame) {
 
 /// Two files side by side.
 struct Comparison {
-  const ByteSource& before;
   const File& old;
-  const ByteSource& after;
+  const OutputPlan& after;
   const File& now;
   const std::map<ItemId, const Payload*>& payloads;
   const std::set<ItemId>& removed;
@@ -46,8 +45,8 @@ void compareExtents(const Comparison& files, const LocationTable::Location& a,
     if (a.method == LocationTable::fromItemData) {
       require(a.base + a.extents[i].offset == b.base + b.extents[i].offset);
     } else {
-      require(sameBytes(files.before, a.base + a.extents[i].offset, files.after, b.base + b.extents[i].offset,
-                        a.extents[i].length));
+      require(
+          files.after.holds(b.base + b.extents[i].offset, a.base + a.extents[i].offset, a.extents[i].length));
     }
   }
 }
@@ -171,19 +170,19 @@ void compareBoxes(const Comparison& files) {
   require(old.size() == now.size());
   for (std::size_t i = 0; i < old.size(); ++i) {
     require(old[i]->type == now[i]->type && old[i]->size == now[i]->size &&
-            sameBytes(files.before, old[i]->offset, files.after, now[i]->offset, old[i]->size));
+            files.after.holds(now[i]->offset, old[i]->offset, old[i]->size));
   }
 }
 
 }  // namespace
 
-void requireOnlyMetadataChanged(const ByteSource& before, const File& old, const ByteSource& after,
+void requireOnlyMetadataChanged(const File& old, const OutputPlan& after,
                                 const std::vector<Payload>& payloads, const std::set<ItemId>& removed) {
   const File now = File::read(after);
   require(!now.hasMovie() && itemsOfOtherImages(now.meta).empty());
   std::map<ItemId, const Payload*> byItem;
   for (const Payload& payload : payloads) byItem[payload.item] = &payload;
-  const Comparison files{before, old, after, now, byItem, removed};
+  const Comparison files{old, after, now, byItem, removed};
   compareItems(files);
   compareData(files);
   compareReferences(files);

@@ -143,29 +143,28 @@ class Editor {
   void verify(const OutputPlan& plan) const {
     const std::vector<Chunk> now = chunksOf(plan);
     auto next = now.begin();
-    const auto requireNext = [&](const ByteSource& source, std::uint64_t offset, std::uint64_t size) {
-      if (next == now.end() || next->size != size || !sameBytes(plan, next->offset, source, offset, size)) {
-        throw Refused("the new file would not be the old one with other metadata");
-      }
-      ++next;
+    const auto require = [](bool isSame) {
+      if (!isSame) throw Refused("the new file would not be the old one with other metadata");
     };
     const auto requireNew = [&](const std::string& bytes) {
-      requireNext(MemorySource(bytes), 0, bytes.size());
+      require(next != now.end() && next->size == bytes.size() &&
+              plan.read(next->offset, next->size) == bytes);
+      ++next;
     };
     for (std::size_t i = 0; i < chunks_.size(); ++i) {
       if (chunks_[i].type == "IDAT") std::for_each(inserted_.begin(), inserted_.end(), requireNew);
       const auto change = changed_.find(i);
       if (change == changed_.end()) {
-        requireNext(file_, chunks_[i].offset, chunks_[i].size);
+        require(next != now.end() && next->size == chunks_[i].size &&
+                plan.holds(next->offset, chunks_[i].offset, next->size));
+        ++next;
       } else if (!change->second.empty()) {
         requireNew(change->second);
       }
     }
     const std::uint64_t trailer = file_.size() - chunks_.back().end();
-    if (next != now.end() || plan.size() - now.back().end() != trailer ||
-        !sameBytes(plan, now.back().end(), file_, chunks_.back().end(), trailer)) {
-      throw Refused("the new file would not be the old one with other metadata");
-    }
+    require(next == now.end() && plan.size() - now.back().end() == trailer &&
+            plan.holds(now.back().end(), chunks_.back().end(), trailer));
   }
 
   const ByteSource& file_;
