@@ -367,6 +367,22 @@ TEST(PatchTiff, RefusesHugeCounts) {
   EXPECT_THAT(refusalOf(bytes), HasSubstr("damaged"));
 }
 
+TEST(PatchTiff, RefusesValuesThatAllShareTheirBytes) {
+  Block block = cameraBlock();
+  for (std::uint16_t tag = 0xC000; tag < 0xC100; ++tag) {
+    block.first.push_back(BlockEntry::text(tag, "some text that is long"));
+  }
+  std::string bytes = block.bytes() + std::string(2000000, 'x');
+  const Read read(bytes);
+  for (const TiffEntry& entry : read.reader().first().entries) {
+    if (entry.tag < 0xC000) continue;
+    bytes.replace(entry.position + 4, 8,
+                  numberBytes(1900000, 4, ByteOrder::little) +
+                      numberBytes(bytes.size() - 1950000, 4, ByteOrder::little));
+  }
+  EXPECT_THAT(refusalOf(bytes), HasSubstr("would change"));
+}
+
 TEST(PatchTiff, RefusesEveryBlockThatIsCutShort) {
   const std::string whole = patched(cameraBlock().bytes(), everything());
   for (std::size_t length = 0; length < 8 + 2 + 12; ++length) {

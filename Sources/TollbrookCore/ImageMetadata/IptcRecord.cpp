@@ -16,6 +16,8 @@ namespace tollbrook::ImageMetadata {
 namespace {
 
 constexpr char tagMarker = 0x1C;
+/// What any sound file stays far below; a damaged one must not fill the memory.
+constexpr std::size_t mostParts = 100000;
 constexpr std::string_view utf8Declared = "\x1B%G";
 constexpr std::uint16_t iptcResource = 0x0404, iptcDigestResource = 0x0425;
 
@@ -40,6 +42,7 @@ std::vector<Dataset> parsed(std::string_view bytes) {
   std::vector<Dataset> result;
   std::size_t at = 0;
   while (at < bytes.size() && bytes[at] == tagMarker) {
+    if (result.size() == mostParts) throw Refused("there are too many IPTC datasets");
     const auto record = static_cast<std::uint8_t>(bigNumber(bytes, at + 1, 1));
     const auto number = static_cast<std::uint8_t>(bigNumber(bytes, at + 2, 1));
     std::size_t header = 5;
@@ -162,6 +165,7 @@ Resources parsedResources(std::string_view bytes) {
     return std::find(signatures.begin(), signatures.end(), bytes.substr(at, 4)) != signatures.end();
   };
   while (at < bytes.size() && startsResource()) {
+    if (result.list.size() == mostParts) throw Refused("there are too many Photoshop resources");
     const auto id = static_cast<std::uint16_t>(bigNumber(bytes, at + 4, 2));
     const std::size_t nameLength = (bigNumber(bytes, at + 6, 1) + 2) & ~std::uint64_t{1};
     const std::size_t dataAt = at + 6 + nameLength + 4;

@@ -13,6 +13,9 @@ constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> pieceTags{{
     {TiffTag::jpegOffset, TiffTag::jpegLength},
 }};
 
+/// What any sound file stays below; many directories of a damaged one could claim the same pieces.
+constexpr std::uint64_t mostPieces = 4000000;
+
 bool isInteger(TiffType type) {
   return type == TiffType::shortInteger || type == TiffType::longInteger || type == TiffType::long8;
 }
@@ -92,6 +95,7 @@ bool TiffOccupancy::isAlone(const TiffArea& area, std::uint64_t owner) const {
 template <typename Visit>
 bool TiffOccupancy::forEachPiece(const Visit& visit) const {
   bool goesOn = true;
+  std::uint64_t total = 0;
   forEachDirectory([&](const TiffDirectory& directory) {
     for (const auto& [offsetsTag, lengthsTag] : pieceTags) {
       const TiffEntry* const offsets = directory.find(offsetsTag);
@@ -100,6 +104,8 @@ bool TiffOccupancy::forEachPiece(const Visit& visit) const {
         continue;
       Numbers offset(*reader_, *offsets), length(*reader_, *lengths);
       const std::uint64_t count = std::min(offsets->count, lengths->count);
+      total = sum(total, count);
+      if (total > mostPieces) throw Refused("there are too many strips or tiles");
       for (std::uint64_t i = 0; goesOn && i < count; ++i)
         goesOn = visit(TiffArea{offset.at(i), length.at(i)});
     }

@@ -142,7 +142,9 @@ void Patcher::raiseVersions() {
 }
 
 void Patcher::requireSound(const Planned& directory) const {
-  if (directory.old == nullptr || directory.fields.empty()) return;
+  // The first one holds the pointers to the others.
+  const bool isEdited = !directory.fields.empty() || &directory == &first_;
+  if (directory.old == nullptr || !isEdited) return;
   for (const TiffEntry& entry : directory.old->entries) {
     if (!sizeOf(entry.type)) throw Refused("a directory holds a value of an unknown type");
   }
