@@ -98,6 +98,21 @@ TEST(JpegPlan, GivesANewExifTheMandatoryTags) {
   EXPECT_EQ(block.number(*block.exif()->find(TiffTag::pixelYDimension)), 8u);
 }
 
+TEST(JpegPlan, TakesTheResolutionFromJfif) {
+  const auto resolutionIn = [](const std::string& file) {
+    const std::string exif = payloadsOf(written(file), app1, exifHeader)[0].substr(1);
+    const MemorySource source(exif);
+    const TiffReader block(source);
+    const auto unit = block.number(*block.first().find(TiffTag::resolutionUnit));
+    const std::string x = block.value(*block.first().find(TiffTag::xResolution), 8);
+    return std::pair(block.numberIn(x, 0, 4), unit);
+  };
+  EXPECT_EQ(resolutionIn(tinyJpeg()), std::pair(std::uint64_t{72}, std::uint64_t{2}))
+      << "a mere aspect ratio";
+  const std::string perCentimetre = tinyJpeg().replace(13, 5, std::string("\2\0\x76\0\x76", 5));
+  EXPECT_EQ(resolutionIn(perCentimetre), std::pair(std::uint64_t{118}, std::uint64_t{3}));
+}
+
 TEST(JpegPlan, StaysAsItIsTheSecondTime) {
   EXPECT_TRUE(staysAsItIs(written(tinyJpeg())));
   EXPECT_TRUE(staysAsItIs(written(jpegWith(exifSegment(cameraBlock()) + photoshopSegment("")))));

@@ -14,11 +14,13 @@
 
 #include "Support/SafetyTest.h"
 #include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/MetadataValues.h"
 #include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::test {
 namespace {
 
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 /// A small file system of its own, for as long as this lives.
@@ -148,6 +150,34 @@ TEST_F(FullDiskTest, PhotosOfAnotherUserInAClosedFolderFailAndStayUnrecorded) {
       << result.errors;
   expectUntouched();
   EXPECT_THAT(finished(), IsEmpty());
+}
+
+TEST_F(FullDiskTest, WithoutExifToolNoPhotoIsDamagedEither) {
+  std::filesystem::create_directory(*this / "disk");
+  const SmallDisk disk(*this / "disk");
+  TOLLBROOK_NEEDS_DISK(disk);
+  for (const char* name : {"disk/a.jpg", "disk/b.png"}) photos_.push_back(addPhoto(name));
+  disk.fill();
+  auto call = command(writing_);
+  call.program = TOLLBROOK_CLI_WITHOUT_EXIFTOOL;
+  EXPECT_LE(Program::run(call).status, 1);
+  for (const Photo& photo : photos_) {
+    EXPECT_TRUE(imageDataOf(photo.path) == photo.imageData) << photo.path;
+    EXPECT_TRUE(std::filesystem::exists(sidecarOf(photo.path))) << photo.path;
+  }
+  EXPECT_THAT(leftovers(), IsEmpty());
+  disk.makeRoom();
+  ASSERT_EQ(run({"forget", root()}).status, 0);
+  call.arguments.push_back("--rewrite-matching");
+  EXPECT_EQ(Program::run(call).status, 0);
+  for (const Photo& photo : photos_) {
+    EXPECT_FALSE(std::filesystem::exists(sidecarOf(photo.path))) << photo.path;
+    EXPECT_TRUE(imageDataOf(photo.path) == photo.imageData) << photo.path;
+    EXPECT_TRUE(isDated(photo.path, photo.wanted));
+    const std::string stamp =
+        MetadataWriter::exifStamp(fromEpoch(static_cast<double>(photo.wanted.takenTime.value())));
+    EXPECT_THAT(readFile(photo.path), HasSubstr(stamp));
+  }
 }
 
 /// No file may grow beyond this, as on a full disk; works for every user.

@@ -16,6 +16,25 @@ namespace {
 constexpr std::uint64_t exifHeaderSize = 6;
 constexpr std::uint32_t uncalibrated = 0xFFFF;  ///< ColorSpace
 
+struct Resolution {
+  std::uint32_t x, y;
+  std::uint32_t unit;  ///< as EXIF counts: 2 inch, 3 centimetre
+};
+
+/// What JFIF says, so that a new EXIF block agrees with it; else what Exif presumes.
+Resolution resolutionOf(const Layout& layout) {
+  for (const Segment& segment : layout.segments) {
+    if (!segment.is(app0, jfifHeader) || segment.start.size() < 12) continue;
+    const auto number = [&](std::size_t at, std::size_t width) {
+      return static_cast<std::uint32_t>(numberAt(segment.start, at, width, ByteOrder::big));
+    };
+    const Resolution resolution{.x = number(8, 2), .y = number(10, 2), .unit = number(7, 1) + 1};
+    const bool isAbsolute = resolution.unit == 2 || resolution.unit == 3;
+    if (isAbsolute && resolution.x != 0 && resolution.y != 0) return resolution;
+  }
+  return {.x = 72, .y = 72, .unit = 2};
+}
+
 /// What stands before the first scan afterwards.
 class Editor {
  public:
@@ -109,9 +128,10 @@ void Editor::editExif() {
 
 // The tags that Exif 2.32 (4.6.8, table 20) wants in a compressed image.
 void Editor::requireMandatoryTags(TiffEdits& edits) const {
-  edits.newFirst = {TiffField::ofRationals(TiffTag::xResolution, {{72, 1}}),
-                    TiffField::ofRationals(TiffTag::yResolution, {{72, 1}}),
-                    TiffField::ofNumbers(TiffTag::resolutionUnit, TiffType::shortInteger, {2}),
+  const Resolution resolution = resolutionOf(layout_);
+  edits.newFirst = {TiffField::ofRationals(TiffTag::xResolution, {{resolution.x, 1}}),
+                    TiffField::ofRationals(TiffTag::yResolution, {{resolution.y, 1}}),
+                    TiffField::ofNumbers(TiffTag::resolutionUnit, TiffType::shortInteger, {resolution.unit}),
                     TiffField::ofNumbers(TiffTag::ycbcrPositioning, TiffType::shortInteger, {1})};
   auto& exif = edits.newExif;
   exif.push_back(
