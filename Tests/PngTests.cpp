@@ -112,6 +112,13 @@ TEST(Png, KeepsAMarkBeforeTheExifBlock) {
   EXPECT_THAT(content, HasSubstr(stamp));
 }
 
+TEST(Png, RefusesAnExifBlockWhoseLastDirectoryIsCut) {
+  std::string block = exifBlock();
+  constexpr std::size_t nextDirectory = 22;
+  block[nextDirectory + 3] = static_cast<char>(block.size() - 2);  // two zeros: no entries, and no more
+  expectRefused(withChunks(chunk("eXIf", block)));
+}
+
 TEST(Png, RefusesTwoExifChunks) {
   expectRefused(withLateChunks(chunk("eXIf", exifBlock())).insert(headerEnd, chunk("eXIf", exifBlock())));
 }

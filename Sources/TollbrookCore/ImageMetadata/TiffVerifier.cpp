@@ -57,6 +57,8 @@ class Verifier {
     for (const TiffDirectory& directory : now) {
       const auto same = byOffset.find(directory.area.offset);
       require(same != byOffset.end());
+      // A directory at the end that was cut before its last field must not take that from what was appended.
+      require(same->second->hasNext == directory.hasNext && same->second->next == directory.next);
       compare(same->second, &directory, {});
     }
   }
