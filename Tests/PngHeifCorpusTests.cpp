@@ -157,6 +157,7 @@ TEST_F(PngHeifCorpus, IsWrittenWhereExifToolWritesIt) {
     ours += isTheirs && isWritten ? 1U : 0U;
     if (!isWritten) std::cout << name << ": " << samples().refused().at(name) << '\n';
   }
+  std::cout << "exiftool writes " << theirs << " files, " << ours << " of which were written\n";
   EXPECT_GT(theirs, 40U);
   EXPECT_GE(static_cast<double>(ours), 0.95 * static_cast<double>(theirs)) << ours << " of " << theirs;
 }
@@ -364,6 +365,29 @@ TEST_F(PngHeifCorpus, IsUnchangedByASecondWrite) {
     test::writeFile(folder / name, bytes);
     EXPECT_EQ(refusal(folder / name), "") << name;
     EXPECT_TRUE(test::readFile(folder / name) == bytes) << name;
+  }
+}
+
+TEST_F(PngHeifCorpus, GrowsByNoMoreThanOtherDataDo) {
+  TargetTags other = target();
+  other.takenTime = fromEpoch(1592395445);
+  other.position = TargetTags::Position{.latitude = -12.3456, .longitude = 77.6543, .altitude = 12};
+  constexpr std::uint64_t longerBy = 1000;
+  const TemporaryFolder folder;
+  for (const std::string& name : samples().written()) {
+    const path file = folder / name;
+    const auto sizeWith = [&](const std::string& text) {
+      other.caption = text;
+      writeImage(file, other);
+      return std::filesystem::file_size(file);
+    };
+    test::writeFile(file, test::readFile(samples().after() / name));
+    const std::uint64_t size = std::filesystem::file_size(file);
+    // In XMP a position has as many digits as it needs.
+    constexpr std::uint64_t digits = 32;
+    EXPECT_LE(sizeWith("another caption\nas long."), size + digits) << name;
+    // Once in EXIF and once in XMP.
+    EXPECT_LE(sizeWith(caption + std::string(longerBy, 'x')), size + 2 * longerBy + digits) << name;
   }
 }
 
