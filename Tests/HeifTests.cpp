@@ -224,6 +224,11 @@ TEST(Heif, LeavesXmpThatCannotBeReadAsItIs) {
   shape.items.push_back(
       {.id = 3, .type = "mime", .data = "<not xml", .isImage = false, .contentType = "application/rdf+xml"});
   EXPECT_EQ(dataOf(written(makeHeif(shape), captioned("c")), 3), "<not xml");
+  shape.items[2].data = "";
+  shape.items[2].parts = 0;
+  EXPECT_EQ(dataOf(written(makeHeif(shape), captioned("c")), 3), "");
+  shape.items[2].data = "<not xml";
+  shape.items[2].parts = 1;
   shape.items[2].contentEncoding = "deflate";
   EXPECT_EQ(dataOf(written(makeHeif(shape), captioned("c")), 3), "<not xml");
 }

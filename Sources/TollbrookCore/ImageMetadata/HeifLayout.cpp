@@ -46,8 +46,6 @@ class Assembly {
     widenLocations();
   }
 
-  const PlaceMap& places() const { return places_; }
-
   void addFileType(std::string_view content) { plan_.add(box("ftyp", content)); }
 
   void addMeta() {

@@ -130,6 +130,7 @@ void updateXmp(const ByteSource& file, Meta& meta, const TargetTags& target, std
   for (const Item* item : items) {
     if (!item->isPlain) continue;
     Payload payload = payloadOf(file, meta, *item);
+    if (payload.before.empty()) continue;
     const auto packet =
         needsCaption ? updatedXmpWithCaption(payload.before, target) : updatedXmp(payload.before, target);
     if (packet) payload.bytes = *packet;
