@@ -1,0 +1,85 @@
+#include "Tollbrook/Appearance.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Tollbrook/Palette.h"
+
+namespace tollbrook {
+namespace {
+
+constexpr double readable = 4.5;
+
+double luminance(const QColor& colour) {
+  const auto linear = [](double channel) {
+    return channel <= 0.04045 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
+}
+
+/// `colour`, moved towards `end` until it reads on `ground`.
+QColor legible(const QColor& colour, const QColor& ground, const QColor& end, double ratio) {
+  constexpr int steps = 50;
+  for (int step = 0; step < steps; ++step) {
+    const QColor moved = mixed(colour, end, static_cast<double>(step) / steps);
+    if (contrast(moved, ground) >= ratio) return moved;
+  }
+  return end;
+}
+
+}  // namespace
+
+double contrast(const QColor& a, const QColor& b) {
+  const auto [darker, lighter] = std::minmax({luminance(a), luminance(b)});
+  return (lighter + 0.05) / (darker + 0.05);
+}
+
+QColor mixed(const QColor& a, const QColor& b, double share) {
+  const auto channel = [share](float from, float to) {
+    return static_cast<float>(from + (to - from) * share);
+  };
+  return QColor::fromRgbF(channel(a.redF(), b.redF()), channel(a.greenF(), b.greenF()),
+                          channel(a.blueF(), b.blueF()));
+}
+
+Appearance::Appearance(const QPalette& palette)
+    : dark(palette.color(QPalette::Active, QPalette::Base).lightnessF() < 0.5),
+      text(palette.color(QPalette::Active, QPalette::Text)),
+      surface(palette.color(QPalette::Active, QPalette::Base)),
+      chrome(mixed(surface, text, 0.045)),
+      stripe(mixed(surface, text, 0.022)),
+      hairline(mixed(surface, text, dark ? 0.2 : 0.15)),
+      track(mixed(surface, text, dark ? 0.16 : 0.11)),
+      secondaryText(legible(mixed(text, chrome, 0.35), chrome, text, 5.2)),
+      tertiaryText(legible(mixed(text, chrome, 0.45), chrome, text, readable)),
+      error(status(PairStatus::error)) {}
+
+QColor Appearance::status(PairStatus status) const {
+  const auto readableOn = [this](const QColor& hue) {
+    // The pill gets nearer to the text with it, so a step is asked for that leaves room.
+    QColor shade = hue;
+    for (int step = 0; step < 50; ++step) {
+      shade = mixed(hue, dark ? QColor(Qt::white) : QColor(Qt::black), step / 50.0);
+      const bool onPill = contrast(shade, mixed(surface, shade, 0.15)) >= readable;
+      if (onPill && contrast(shade, chrome) >= readable) break;
+    }
+    return shade;
+  };
+  switch (status) {
+    case PairStatus::ready:
+      return Palette::amber;
+    case PairStatus::unmatched:
+      return readableOn(QColor(0xC8, 0x6A, 0x00));
+    case PairStatus::skipped:
+      return readableOn(secondaryText);
+    case PairStatus::fixed:
+      return readableOn(QColor(0x2E, 0x8B, 0x3D));
+    case PairStatus::error:
+      return readableOn(QColor(0xD7, 0x2D, 0x2D));
+  }
+  return text;
+}
+
+QColor Appearance::pill(PairStatus status) const { return mixed(surface, this->status(status), 0.15); }
+
+}  // namespace tollbrook

@@ -1,0 +1,38 @@
+#include "Tollbrook/Card.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+
+#include "Tollbrook/Appearance.h"
+
+namespace tollbrook {
+namespace {
+
+constexpr double defaultRadius = 10;
+
+void paintGround(QWidget& widget, double radius, const QColor& fill, const QColor& border) {
+  QPainter painter(&widget);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(border);
+  painter.setBrush(fill);
+  painter.drawRoundedRect(QRectF(widget.rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}
+
+}  // namespace
+
+Card::Card(const QString& name, const QColor& tint, QWidget* parent) : QWidget(parent), tint_(tint) {
+  setObjectName(name);
+}
+
+void Card::paint(QWidget& widget, double radius, double emphasis) {
+  const Appearance shades(QGuiApplication::palette());
+  paintGround(widget, radius, mixed(shades.surface, shades.text, emphasis), shades.hairline);
+}
+
+void Card::paintEvent(QPaintEvent*) {
+  const Appearance shades(QGuiApplication::palette());
+  if (!tint_.isValid()) return paint(*this, defaultRadius);
+  paintGround(*this, defaultRadius, mixed(shades.surface, tint_, 0.08), mixed(shades.hairline, tint_, 0.4));
+}
+
+}  // namespace tollbrook

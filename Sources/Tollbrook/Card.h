@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QColor>
+#include <QWidget>
+
+namespace tollbrook {
+
+/// A ground with round corners and a hairline around it: the list's surface, in the inspector.
+class Card : public QWidget {
+  Q_OBJECT
+
+ public:
+  /// `tint` is mixed faintly into the ground; none when it is no valid colour.
+  explicit Card(const QString& name, const QColor& tint = {}, QWidget* parent = nullptr);
+
+  /// Paints such a ground on any widget. `emphasis` moves it towards the text, for one under the pointer.
+  static void paint(QWidget& widget, double radius, double emphasis = 0);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QColor tint_;
+};
+
+}  // namespace tollbrook

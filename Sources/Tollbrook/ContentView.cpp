@@ -1,0 +1,101 @@
+#include "Tollbrook/ContentView.h"
+
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QHBoxLayout>
+#include <QMimeData>
+#include <QPainter>
+#include <QSplitter>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+#include "Tollbrook/Actions.h"
+#include "Tollbrook/AppModel.h"
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/DetailList.h"
+#include "Tollbrook/DropFrame.h"
+#include "Tollbrook/Inspector.h"
+
+namespace tollbrook {
+ContentView::ContentView(AppModel& model, Actions& actions, FileManager& fileManager, QWidget* parent)
+    : QWidget(parent), model_(model), dropFrame_(new DropFrame(this)) {
+  setObjectName(QStringLiteral("contentView"));
+  setAcceptDrops(true);
+
+  // Made first, for the tab key to go to it first.
+  QLayout* const toolbar = makeToolbar(actions);
+  auto* columns = new QSplitter(Qt::Horizontal, this);
+  columns->setObjectName(QStringLiteral("columns"));
+  columns->setChildrenCollapsible(false);
+  columns->addWidget(new Inspector(model, actions, this));
+  columns->addWidget(new DetailList(model, actions, fileManager, this));
+  columns->setStretchFactor(0, 0);
+  columns->setStretchFactor(1, 1);
+  columns->setSizes({Inspector::idealWidth, 2 * Inspector::idealWidth});
+
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins({});
+  column->setSpacing(0);
+  column->addLayout(toolbar);
+  column->addWidget(columns, 1);
+}
+
+QLayout* ContentView::makeToolbar(Actions& actions) {
+  toolbar_ = new QToolBar(tr("Commands"), this);
+  toolbar_->setObjectName(QStringLiteral("toolbar"));
+  toolbar_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  for (QAction* action : {actions.scanFolder(), actions.writeMetadata(), actions.stop()}) {
+    toolbar_->addAction(action);
+    QWidget* const button = toolbar_->widgetForAction(action);
+    button->setObjectName(action->objectName() + QStringLiteral("ToolButton"));
+    button->setFocusPolicy(Qt::TabFocus);
+  }
+  // The commands stand at the window's end, away from the inspector, which has buttons of its own.
+  auto* row = new QHBoxLayout;
+  row->setContentsMargins({});
+  row->addStretch(1);
+  row->addWidget(toolbar_);
+  return row;
+}
+
+void ContentView::paintEvent(QPaintEvent*) {
+  const Appearance shades(QGuiApplication::palette());
+  QPainter painter(this);
+  const int bottom = toolbar_->geometry().bottom();
+  painter.fillRect(0, 0, width(), bottom + 1, shades.chrome);
+  painter.fillRect(0, bottom, width(), 1, shades.hairline);
+}
+
+void ContentView::dragEnterEvent(QDragEnterEvent* event) {
+  if (!event->mimeData()->hasUrls()) return;
+  event->acceptProposedAction();
+  setDropTargeted(true);
+}
+
+void ContentView::dragLeaveEvent(QDragLeaveEvent*) { setDropTargeted(false); }
+
+void ContentView::dropEvent(QDropEvent* event) {
+  setDropTargeted(false);
+  if (model_.acceptDrop(event->mimeData()->urls())) event->acceptProposedAction();
+}
+
+void ContentView::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  dropFrame_->setGeometry(rect());
+}
+
+// What has a font or colours of its own inherits no change, and Qt does not tell it of the system's new ones.
+void ContentView::changeEvent(QEvent* event) {
+  QWidget::changeEvent(event);
+  if (event->type() != QEvent::FontChange && event->type() != QEvent::PaletteChange) return;
+  QEvent change(event->type());
+  for (QWidget* part : findChildren<QWidget*>()) QApplication::sendEvent(part, &change);
+}
+
+void ContentView::setDropTargeted(bool targeted) {
+  if (dropTargeted_ == targeted) return;
+  dropTargeted_ = targeted;
+  dropFrame_->setShown(targeted);
+}
+
+}  // namespace tollbrook

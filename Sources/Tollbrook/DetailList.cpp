@@ -1,0 +1,210 @@
+#include "Tollbrook/DetailList.h"
+
+#include <QEvent>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QMenu>
+#include <QPainter>
+#include <QStackedWidget>
+#include <QTableView>
+#include <algorithm>
+
+#include "Tollbrook/AppModel.h"
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/Desktop/FileManager.h"
+#include "Tollbrook/Divider.h"
+#include "Tollbrook/EmptyStates.h"
+#include "Tollbrook/PairTableDelegate.h"
+#include "Tollbrook/PairTableModel.h"
+#include "Tollbrook/SegmentedPicker.h"
+#include "Tollbrook/TextLabel.h"
+
+namespace tollbrook {
+namespace {
+
+using Typography::TextStyle;
+
+enum Content { welcome, noMedia, pairTable };
+
+constexpr int widestFilter = 420;
+constexpr int leastColumnPoints = 48;
+
+QStringList filterNames() {
+  QStringList names;
+  for (const RowFilter filter : rowFilters) names.append(rawValue(filter));
+  return names;
+}
+
+}  // namespace
+
+DetailList::DetailList(AppModel& model, Actions& actions, FileManager& fileManager, QWidget* parent)
+    : QWidget(parent), model_(model), fileManager_(fileManager), rows_(new PairTableModel(model, this)) {
+  setObjectName(QStringLiteral("detailList"));
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins({});
+  column->setSpacing(0);
+  column->addLayout(makeFilterBar());
+  column->addWidget(new Divider(this));
+  content_ = new QStackedWidget(this);
+  content_->setObjectName(QStringLiteral("content"));
+  content_->addWidget(new WelcomeView(actions));
+  content_->addWidget(new NoMediaView);
+  content_->addWidget(makeTable());
+  column->addWidget(content_, 1);
+
+  connect(&model_, &AppModel::folderChanged, this, &DetailList::showContent);
+  connect(&model_, &AppModel::pairsChanged, this, &DetailList::showContent);
+  connect(&model_, &AppModel::isScanningChanged, this, &DetailList::showContent);
+  connect(&model_, &AppModel::visiblePairsChanged, this, &DetailList::showCount);
+  connect(&model_, &AppModel::filterChanged, this,
+          [this] { filter_->setCurrent(static_cast<int>(model_.filter())); });
+  showContent();
+  showCount();
+}
+
+QHBoxLayout* DetailList::makeFilterBar() {
+  auto* bar = new QHBoxLayout;
+  bar->setContentsMargins(14, 10, 14, 10);
+  bar->setSpacing(8);
+  auto* label = new TextLabel(tr("Show"), TextStyle::body);
+  filter_ = new SegmentedPicker(filterNames(), this);
+  filter_->setObjectName(QStringLiteral("filter"));
+  filter_->setAccessibleName(label->text());
+  // A larger font may need more than the usual width.
+  filter_->setMaximumWidth(std::max(widestFilter, filter_->minimumSizeHint().width()));
+  filter_->setCurrent(static_cast<int>(model_.filter()));
+  connect(filter_, &SegmentedPicker::picked, &model_,
+          [this](int index) { model_.setFilter(rowFilters.at(static_cast<std::size_t>(index))); });
+  count_ = new TextLabel(QString(), TextStyle::caption, TextLabel::Tone::secondary);
+  count_->setObjectName(QStringLiteral("shownCount"));
+  bar->addWidget(label);
+  bar->addWidget(filter_);
+  bar->addStretch(1);
+  bar->addWidget(count_);
+  return bar;
+}
+
+QWidget* DetailList::makeTable() {
+  table_ = new QTableView;
+  table_->setObjectName(QStringLiteral("pairs"));
+  table_->setAccessibleName(tr("Photos and videos"));
+  table_->setModel(rows_);
+  delegate_ = new PairTableDelegate(*rows_, *table_);
+  table_->setItemDelegate(delegate_);
+  table_->setFrameShape(QFrame::NoFrame);
+  table_->setShowGrid(false);
+  table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  table_->setSelectionMode(QAbstractItemView::SingleSelection);
+  table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  table_->setTabKeyNavigation(false);
+  table_->setWordWrap(false);
+  table_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+  table_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+  table_->setContextMenuPolicy(Qt::CustomContextMenu);
+  table_->verticalHeader()->hide();
+  QHeaderView* const header = table_->horizontalHeader();
+  header->setHighlightSections(false);
+  header->setSectionsClickable(false);
+  header->setSectionResizeMode(QHeaderView::Interactive);
+  header->setSectionResizeMode(PairTableModel::file, QHeaderView::Stretch);
+  connect(header, &QHeaderView::sectionResized, this, [this](int column) {
+    if (!fitting_ && column != PairTableModel::file) columnsFit_ = false;
+  });
+  table_->viewport()->installEventFilter(this);
+  connect(table_, &QWidget::customContextMenuRequested, this, &DetailList::showContextMenu);
+  connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &DetailList::takeSelection);
+  connect(rows_, &QAbstractItemModel::modelAboutToBeReset, this, [this] { resetting_ = true; });
+  connect(rows_, &QAbstractItemModel::modelReset, this, &DetailList::showSelection);
+  restyle();
+  return table_;
+}
+
+void DetailList::paintEvent(QPaintEvent*) {
+  QPainter(this).fillRect(rect(), Appearance(QGuiApplication::palette()).surface);
+}
+
+void DetailList::changeEvent(QEvent* event) {
+  QWidget::changeEvent(event);
+  if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
+    restyle();
+  }
+}
+
+void DetailList::restyle() {
+  delegate_->restyle();
+  QHeaderView* const header = table_->horizontalHeader();
+  header->setFont(Typography::font(TextStyle::caption));
+  header->setMinimumSectionSize(Typography::scaled(leastColumnPoints));
+  columnsFit_ = true;
+  fitColumns();
+  table_->verticalHeader()->setMinimumSectionSize(delegate_->rowHeight());
+  table_->verticalHeader()->setDefaultSectionSize(delegate_->rowHeight());
+}
+
+// Status and date have the width that they need, as far as it is there; file and sidecar share the rest.
+void DetailList::fitColumns() {
+  if (!columnsFit_) return;
+  const int status = delegate_->widthFor(PairTableModel::status);
+  const int rest = table_->viewport()->width() - status;
+  const int taken = std::min(delegate_->widthFor(PairTableModel::taken), rest * 2 / 5);
+  fitting_ = true;
+  QHeaderView* const header = table_->horizontalHeader();
+  header->resizeSection(PairTableModel::taken, taken);
+  header->resizeSection(PairTableModel::sidecar, (rest - taken) * 45 / 100);
+  header->resizeSection(PairTableModel::status, status);
+  fitting_ = false;
+}
+
+bool DetailList::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == table_->viewport() && event->type() == QEvent::Resize) fitColumns();
+  return QWidget::eventFilter(watched, event);
+}
+
+void DetailList::showContent() {
+  const bool nothing = model_.pairs().empty() && !model_.isScanning();
+  content_->setCurrentIndex(!model_.folder() ? welcome : nothing ? noMedia : pairTable);
+}
+
+void DetailList::showCount() {
+  count_->setText(tr("%1 shown").arg(static_cast<qulonglong>(model_.visiblePairs().size())));
+}
+
+void DetailList::takeSelection() {
+  if (resetting_) return;
+  const QModelIndexList selected = table_->selectionModel()->selectedRows();
+  selection_ = selected.isEmpty() ? std::nullopt : std::optional(rows_->id(selected.first().row()));
+}
+
+// New rows come without a selection; the same pair is selected again where it is shown.
+void DetailList::showSelection() {
+  if (const std::optional<int> row = selection_ ? rows_->rowOf(*selection_) : std::nullopt) {
+    table_->selectRow(*row);
+  }
+  resetting_ = false;
+}
+
+const MediaPair* DetailList::selectedPair() const {
+  if (!selection_) return nullptr;
+  const std::vector<MediaPair>& pairs = model_.pairs();
+  const auto found = std::find_if(pairs.begin(), pairs.end(),
+                                  [this](const MediaPair& pair) { return pair.id == *selection_; });
+  return found == pairs.end() ? nullptr : &*found;
+}
+
+void DetailList::showContextMenu(const QPoint& position) {
+  const MediaPair* const pair = selectedPair();
+  if (pair == nullptr) return;
+  auto* menu = new QMenu(this);
+  menu->setObjectName(QStringLiteral("pairMenu"));
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->addAction(tr("Reveal in Finder"), this, [this, media = pair->media] { fileManager_.reveal(media); });
+  if (pair->sidecar) {
+    menu->addAction(tr("Reveal sidecar JSON"), this,
+                    [this, sidecar = *pair->sidecar] { fileManager_.reveal(sidecar); });
+  }
+  menu->popup(table_->viewport()->mapToGlobal(position));
+}
+
+}  // namespace tollbrook

@@ -1,0 +1,16 @@
+#include "Tollbrook/Divider.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+
+#include "Tollbrook/Appearance.h"
+
+namespace tollbrook {
+
+Divider::Divider(QWidget* parent) : QWidget(parent) { setFixedHeight(1); }
+
+void Divider::paintEvent(QPaintEvent*) {
+  QPainter(this).fillRect(rect(), Appearance(QGuiApplication::palette()).hairline);
+}
+
+}  // namespace tollbrook

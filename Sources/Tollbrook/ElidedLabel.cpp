@@ -1,0 +1,71 @@
+#include "Tollbrook/ElidedLabel.h"
+
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMenu>
+
+#include "Tollbrook/Paths.h"
+
+namespace tollbrook {
+
+ElidedLabel::ElidedLabel(const QString& text, Typography::TextStyle style, Tone tone, QWidget* parent)
+    : TextLabel(text, style, tone, parent) {
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  setFullText(text);
+}
+
+void ElidedLabel::setFullText(const QString& text) {
+  fullText_ = text;
+  setAccessibleName(text);
+  updateGeometry();
+  elide();
+}
+
+QSize ElidedLabel::sizeHint() const {
+  const QMargins around = contentsMargins();
+  return {fontMetrics().horizontalAdvance(fullText_) + around.left() + around.right() + 1,
+          QLabel::sizeHint().height()};
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+  return {fontMetrics().averageCharWidth() * 8, QLabel::minimumSizeHint().height()};
+}
+
+void ElidedLabel::resizeEvent(QResizeEvent* event) {
+  TextLabel::resizeEvent(event);
+  elide();
+}
+
+void ElidedLabel::changeEvent(QEvent* event) {
+  TextLabel::changeEvent(event);
+  if (event->type() == QEvent::FontChange) elide();
+}
+
+void ElidedLabel::elide() {
+  const QString shown = fontMetrics().elidedText(fullText_, Qt::ElideMiddle, contentsRect().width());
+  if (shown != text()) setText(shown);
+  setToolTip(shown == fullText_ ? QString() : Paths::toolTip(fullText_));
+}
+
+void ElidedLabel::keyPressEvent(QKeyEvent* event) {
+  if (!event->matches(QKeySequence::Copy)) return TextLabel::keyPressEvent(event);
+  copy();
+}
+
+void ElidedLabel::contextMenuEvent(QContextMenuEvent* event) {
+  if (!textInteractionFlags().testFlag(Qt::TextSelectableByMouse)) {
+    return TextLabel::contextMenuEvent(event);
+  }
+  QMenu menu;
+  menu.addAction(tr("Copy"), this, &ElidedLabel::copy);
+  menu.exec(event->globalPos());
+}
+
+void ElidedLabel::copy() const {
+  const bool part = hasSelectedText() && selectedText() != text();
+  QGuiApplication::clipboard()->setText(part ? selectedText() : fullText_);
+}
+
+}  // namespace tollbrook

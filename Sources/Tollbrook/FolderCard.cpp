@@ -1,0 +1,69 @@
+#include "Tollbrook/FolderCard.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QStyle>
+#include <QStyleOption>
+
+#include "Tollbrook/Card.h"
+#include "Tollbrook/ElidedLabel.h"
+#include "Tollbrook/IconView.h"
+#include "Tollbrook/Icons.h"
+#include "Tollbrook/Palette.h"
+#include "Tollbrook/Paths.h"
+
+namespace tollbrook {
+
+using Icons::Symbol;
+using Typography::TextStyle;
+
+FolderCard::FolderCard(QWidget* parent)
+    : QAbstractButton(parent),
+      name_(new ElidedLabel(QString(), TextStyle::bodySemibold, TextLabel::Tone::primary, this)),
+      hint_(new TextLabel(tr("Google Takeout unzip, or a Ferrywell download."), TextStyle::callout,
+                          TextLabel::Tone::secondary, this)) {
+  setObjectName(QStringLiteral("folderCard"));
+  setFocusPolicy(Qt::StrongFocus);
+  setAttribute(Qt::WA_Hover);
+  setCursor(Qt::PointingHandCursor);
+  // A button would else never get narrower than a long name asks for.
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+  name_->setObjectName(QStringLiteral("folderName"));
+  hint_->setObjectName(QStringLiteral("folderHint"));
+  hint_->setWordWrap(true);
+  // The card is the button, whichever part of it is under the pointer.
+  name_->setAttribute(Qt::WA_TransparentForMouseEvents);
+  hint_->setAttribute(Qt::WA_TransparentForMouseEvents);
+
+  auto* words = new QVBoxLayout;
+  words->setSpacing(2);
+  words->addWidget(name_);
+  words->addWidget(hint_);
+  auto* row = new QHBoxLayout(this);
+  row->setContentsMargins(12, 12, 8, 12);
+  row->setSpacing(10);
+  row->addWidget(new IconView(Icons::icon(Symbol::folder, Palette::amber), 20, this));
+  row->addLayout(words, 1);
+  row->addWidget(new IconView(Icons::icon(Symbol::chevron), 16, this));
+  setFolder(std::nullopt);
+}
+
+void FolderCard::setFolder(const std::optional<std::filesystem::path>& folder) {
+  name_->setFullText(folder ? Paths::shownName(*folder) : tr("Choose a folder"));
+  hint_->setVisible(!folder);
+  setToolTip(folder ? Paths::toolTip(Paths::shown(*folder)) : QString());
+  setAccessibleName(name_->fullText());
+  setAccessibleDescription(folder ? Paths::shown(*folder) : hint_->text());
+  updateGeometry();
+}
+
+void FolderCard::paintEvent(QPaintEvent*) {
+  Card::paint(*this, 10, isDown() ? 0.1 : underMouse() ? 0.04 : 0);
+  if (!hasFocus()) return;
+  QStyleOptionFocusRect ring;
+  ring.initFrom(this);
+  QPainter painter(this);
+  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+}
+
+}  // namespace tollbrook

@@ -1,0 +1,89 @@
+#include "Tollbrook/MainWindow.h"
+
+#include <QCloseEvent>
+#include <QMenuBar>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include "Tollbrook/Actions.h"
+#include "Tollbrook/AppModel.h"
+#include "Tollbrook/ContentView.h"
+#include "Tollbrook/Notice.h"
+#include "Tollbrook/Paths.h"
+
+namespace tollbrook {
+
+MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* parent)
+    : QMainWindow(parent), model_(model), actions_(new Actions(model, this)), patience_(new QTimer(this)) {
+  setObjectName(QStringLiteral("mainWindow"));
+  setWindowTitle(tr("Tollbrook"));
+  resize(980, 660);
+  addMenus();
+  addContent(fileManager);
+
+  patience_->setObjectName(QStringLiteral("patience"));
+  patience_->setSingleShot(true);
+  patience_->setInterval(patience);
+  connect(patience_, &QTimer::timeout, this, &QWidget::close);
+  // Queued: the model has more to say about the end of its work.
+  connect(&model_, &AppModel::isApplyingChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
+  connect(&model_, &AppModel::isScanningChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
+}
+
+void MainWindow::addMenus() {
+  QMenu* file = menuBar()->addMenu(tr("&File"));
+  file->setObjectName(QStringLiteral("fileMenu"));
+  file->addAction(actions_->chooseFolder());
+  file->addSeparator();
+  QAction* quit = file->addAction(tr("&Quit"));
+  quit->setObjectName(QStringLiteral("quit"));
+  quit->setShortcut(Qt::CTRL | Qt::Key_Q);
+  quit->setMenuRole(QAction::QuitRole);
+  connect(quit, &QAction::triggered, this, &QWidget::close);
+
+  QMenu* fix = menuBar()->addMenu(tr("Fi&x"));
+  fix->setObjectName(QStringLiteral("fixMenu"));
+  fix->addActions({actions_->scanFolder(), actions_->writeMetadata(), actions_->stop()});
+}
+
+void MainWindow::addContent(FileManager& fileManager) {
+  auto* content = new QWidget(this);
+  auto* column = new QVBoxLayout(content);
+  column->setContentsMargins({});
+  column->setSpacing(0);
+  notice_ = new Notice(content);
+  column->addWidget(notice_);
+  column->addWidget(new ContentView(model_, *actions_, fileManager, content), 1);
+  setCentralWidget(content);
+}
+
+void MainWindow::bringToFront() {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  show();
+  raise();
+  activateWindow();
+}
+
+void MainWindow::sayBusy(const std::filesystem::path& folder) {
+  const QString other = Paths::shownName(folder);
+  notice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
+                                     .arg(Paths::shownName(*model_.folder()), other)
+                               : tr("Tollbrook is busy. Open %1 again when it has finished.").arg(other));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  const bool waitedEnough = isClosing_ && !patience_->isActive();
+  if (model_.isScanning() || model_.isApplying()) model_.stop();
+  if (!model_.isApplying() || waitedEnough) return event->accept();
+  event->ignore();
+  if (!isClosing_) patience_->start();
+  isClosing_ = true;
+}
+
+void MainWindow::followWork() {
+  if (!model_.isScanning() && !model_.isApplying()) notice_->hide();
+  // A finished run may have begun to scan its folder again; nobody waits for that.
+  if (isClosing_ && !model_.isApplying()) close();
+}
+
+}  // namespace tollbrook

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QMainWindow>
+#include <chrono>
+#include <filesystem>
+
+class QTimer;
+
+namespace tollbrook {
+
+class Actions;
+class AppModel;
+class FileManager;
+class Notice;
+
+/// The one window: menus and the content. Closing it ends the program, once the file in hand of a
+/// running write is finished and recorded, or has taken too long.
+class MainWindow : public QMainWindow {
+  Q_OBJECT
+
+ public:
+  /// How long a closing window waits for the file in hand. The job's journal covers what takes longer.
+  static constexpr std::chrono::milliseconds patience{30000};
+
+  MainWindow(AppModel& model, FileManager& fileManager, QWidget* parent = nullptr);
+
+  Actions& actions() const { return *actions_; }
+
+  void bringToFront();
+  /// Says that `folder` cannot be opened now; until the work at hand has ended.
+  void sayBusy(const std::filesystem::path& folder);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void addMenus();
+  void addContent(FileManager& fileManager);
+  void followWork();
+
+  AppModel& model_;
+  Actions* actions_;
+  Notice* notice_ = nullptr;
+  QTimer* patience_;
+  bool isClosing_ = false;
+};
+
+}  // namespace tollbrook

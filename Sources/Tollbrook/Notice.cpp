@@ -1,0 +1,37 @@
+#include "Tollbrook/Notice.h"
+
+#include <QAccessible>
+#include <QGuiApplication>
+#include <QPainter>
+
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/Palette.h"
+
+namespace tollbrook {
+
+Notice::Notice(QWidget* parent)
+    : TextLabel(QString(), Typography::TextStyle::callout, Tone::primary, parent) {
+  setObjectName(QStringLiteral("notice"));
+  setWordWrap(true);
+  setContentsMargins(20, 8, 20, 8);
+  hide();
+}
+
+void Notice::say(const QString& text) {
+  setText(text);
+  setAccessibleName(text);
+  show();
+  QAccessibleEvent event(this, QAccessible::Alert);
+  QAccessible::updateAccessibility(&event);
+}
+
+void Notice::paintEvent(QPaintEvent* event) {
+  const Appearance shades(QGuiApplication::palette());
+  QPainter painter(this);
+  painter.fillRect(rect(), mixed(shades.surface, Palette::amber, 0.15));
+  painter.fillRect(0, height() - 1, width(), 1, mixed(shades.hairline, Palette::amber, 0.4));
+  painter.end();
+  TextLabel::paintEvent(event);
+}
+
+}  // namespace tollbrook

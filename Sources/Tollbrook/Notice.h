@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Tollbrook/TextLabel.h"
+
+namespace tollbrook {
+
+/// A line across the top of the window about something that happened outside it, hidden until it has
+/// something to say. Screen readers speak it at once.
+class Notice : public TextLabel {
+  Q_OBJECT
+
+ public:
+  explicit Notice(QWidget* parent = nullptr);
+
+  void say(const QString& text);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+}  // namespace tollbrook

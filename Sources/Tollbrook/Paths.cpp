@@ -1,0 +1,29 @@
+#include "Tollbrook/Paths.h"
+
+#include <QByteArray>
+#include <QTextDocument>
+
+namespace tollbrook::Paths {
+
+QString shown(const std::filesystem::path& path) { return QString::fromStdString(path.string()); }
+
+QString shownName(const std::filesystem::path& path) {
+  return path.has_filename() ? shown(path.filename()) : shown(path);
+}
+
+QString toolTip(const QString& name) {
+  return Qt::mightBeRichText(name) ? Qt::convertFromPlainText(name) : name;
+}
+
+std::filesystem::path fromUrl(const QUrl& url) {
+  if (!url.isLocalFile()) return {};
+  // toLocalFile goes through text and would lose bytes that are no UTF-8; the encoded form keeps them.
+  return QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString();
+}
+
+QUrl toUrl(const std::filesystem::path& path) {
+  const std::string bytes = path.string();
+  return QUrl::fromEncoded("file://" + QByteArray::fromStdString(bytes).toPercentEncoding("/"));
+}
+
+}  // namespace tollbrook::Paths

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+#include <filesystem>
+
+/// Between the bytes of a path and the texts of a window.
+namespace tollbrook::Paths {
+
+/// The path as it is shown. What is not UTF-8 is shown as U+FFFD, so this does not lead back to the file.
+QString shown(const std::filesystem::path& path);
+/// The last component as it is shown; the whole path where it has none.
+QString shownName(const std::filesystem::path& path);
+
+/// A name as a tooltip, which would take one that looks like markup for markup.
+QString toolTip(const QString& name);
+
+/// The local file that a URL names, byte for byte; empty when it names none.
+std::filesystem::path fromUrl(const QUrl& url);
+/// The "file" URL of an absolute path, byte for byte.
+QUrl toUrl(const std::filesystem::path& path);
+
+}  // namespace tollbrook::Paths

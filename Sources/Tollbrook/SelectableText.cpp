@@ -1,0 +1,82 @@
+#include "Tollbrook/SelectableText.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QTextDocument>
+#include <QWheelEvent>
+#include <algorithm>
+#include <cmath>
+
+#include "Tollbrook/Appearance.h"
+
+namespace tollbrook {
+
+SelectableText::SelectableText(Typography::TextStyle style, Tone tone, QWidget* parent)
+    : QTextEdit(parent), style_(style), tone_(tone) {
+  setReadOnly(true);
+  setAcceptRichText(false);
+  setTabChangesFocus(true);
+  // A drop on it is a drop on the window.
+  setAcceptDrops(false);
+  viewport()->setAcceptDrops(false);
+  setFrameShape(QFrame::NoFrame);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  QSizePolicy policy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  policy.setHeightForWidth(true);
+  setSizePolicy(policy);
+  viewport()->setAutoFillBackground(false);
+  document()->setDocumentMargin(0);
+  measured_.setDocumentMargin(0);
+  QTextOption wrapping = measured_.defaultTextOption();
+  wrapping.setWrapMode(wordWrapMode());
+  measured_.setDefaultTextOption(wrapping);
+  restyle();
+}
+
+void SelectableText::setText(const QString& text) {
+  if (text == toPlainText()) return;
+  setPlainText(text);
+  measured_.setPlainText(text);
+  updateGeometry();
+}
+
+void SelectableText::holdHeight(bool held) {
+  held_ = held;
+  highest_ = 0;
+  updateGeometry();
+}
+
+QSize SelectableText::sizeHint() const { return {0, fontMetrics().height()}; }
+
+int SelectableText::heightForWidth(int width) const {
+  measured_.setTextWidth(width);
+  const int needed = static_cast<int>(std::ceil(measured_.size().height()));
+  if (!held_) return needed;
+  highest_ = std::max(highest_, needed);
+  return highest_;
+}
+
+void SelectableText::changeEvent(QEvent* event) {
+  QTextEdit::changeEvent(event);
+  if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
+    restyle();
+  }
+}
+
+// There is nothing to scroll here; the column around it may have.
+void SelectableText::wheelEvent(QWheelEvent* event) { event->ignore(); }
+
+void SelectableText::restyle() {
+  setFont(Typography::font(style_));
+  const Appearance appearance(QGuiApplication::palette());
+  QPalette shades;
+  shades.setColor(QPalette::Text, tone_ == Tone::error ? appearance.error : appearance.secondaryText);
+  setPalette(shades);
+  measured_.setDefaultFont(font());
+  updateGeometry();
+}
+
+}  // namespace tollbrook

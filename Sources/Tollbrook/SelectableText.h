@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QTextDocument>
+#include <QTextEdit>
+
+#include "Tollbrook/Typography.h"
+
+namespace tollbrook {
+
+/// Text that can be selected and copied, as high as it needs to be. It wraps anywhere: a name without spaces
+/// must not make the column wider.
+class SelectableText : public QTextEdit {
+  Q_OBJECT
+
+ public:
+  enum class Tone { secondary, error };
+
+  SelectableText(Typography::TextStyle style, Tone tone, QWidget* parent = nullptr);
+
+  void setText(const QString& text);
+  QString text() const { return toPlainText(); }
+
+  /// While it is held, the text may get higher and never lower again, so that what stands above stays in its
+  /// place while a name of one line follows one of two.
+  void holdHeight(bool held);
+
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
+  bool hasHeightForWidth() const override { return true; }
+  int heightForWidth(int width) const override;
+
+ protected:
+  void changeEvent(QEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+
+ private:
+  void restyle();
+
+  Typography::TextStyle style_;
+  Tone tone_;
+  bool held_ = false;
+  mutable int highest_ = 0;  ///< while it is held
+  mutable QTextDocument measured_;
+};
+
+}  // namespace tollbrook

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QPixmap>
+#include <QSize>
+#include <QString>
+
+#include "TollbrookCore/Models.h"
+
+class QPainter;
+class QRect;
+
+namespace tollbrook {
+
+struct Appearance;
+
+/// The badge that shows a pair's status: a capsule. It is painted, and laid out once, since a table has one
+/// in every row.
+class StatusPill {
+ public:
+  StatusPill(PairStatus status, const QFont& font, const Appearance& appearance);
+
+  static QString label(PairStatus status);
+
+  const QColor& colour() const { return colour_; }
+  const QSize& size() const { return size_; }
+
+  /// Paints the pill at the left of `cell`, halfway down.
+  void paint(QPainter& painter, const QRect& cell) const;
+
+ private:
+  QPixmap drawn(double pixelRatio) const;
+
+  QFont font_;
+  QColor colour_;
+  QColor ground_;
+  QString label_;
+  QSize size_;
+  mutable QPixmap picture_;
+};
+
+}  // namespace tollbrook

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QProxyStyle>
+
+namespace tollbrook {
+
+/// How Tollbrook's controls are drawn: Fusion's, flattened, with amber for whatever is on, chosen or in
+/// focus. A button that is its window's default is the prominent one.
+class Style : public QProxyStyle {
+  Q_OBJECT
+
+ public:
+  Style();
+
+  /// Makes amber the colour of selections; everything else stays the system's.
+  void polish(QPalette& palette) override;
+  void polish(QWidget* widget) override;
+  using QProxyStyle::polish;
+
+  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override;
+  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                   const QWidget* widget) const override;
+  void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
+                          const QWidget* widget) const override;
+  QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                       const QWidget* widget) const override;
+  QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
+                         const QWidget* widget) const override;
+  int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override;
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* result) const override;
+};
+
+}  // namespace tollbrook

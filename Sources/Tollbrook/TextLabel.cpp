@@ -1,0 +1,33 @@
+#include "Tollbrook/TextLabel.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+
+#include "Tollbrook/Appearance.h"
+
+namespace tollbrook {
+
+TextLabel::TextLabel(const QString& text, Typography::TextStyle style, Tone tone, QWidget* parent)
+    : QLabel(text, parent), style_(style), tone_(tone) {
+  setTextFormat(Qt::PlainText);
+  restyle();
+}
+
+void TextLabel::changeEvent(QEvent* event) {
+  QLabel::changeEvent(event);
+  if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
+    restyle();
+  }
+}
+
+void TextLabel::restyle() {
+  setFont(Typography::font(style_));
+  const Appearance appearance(QGuiApplication::palette());
+  QPalette shades;
+  shades.setColor(QPalette::WindowText, tone_ == Tone::primary     ? appearance.text
+                                        : tone_ == Tone::secondary ? appearance.secondaryText
+                                                                   : appearance.tertiaryText);
+  setPalette(shades);
+}
+
+}  // namespace tollbrook
