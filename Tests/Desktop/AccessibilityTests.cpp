@@ -1,0 +1,145 @@
+#include <gmock/gmock.h>
+
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QAccessibleInterface>
+#include <QApplication>
+#include <QCheckBox>
+#include <QProgressBar>
+#include <QTableView>
+#include <QTest>
+#include <QTextEdit>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Support/CommandLine.h"
+
+namespace tollbrook {
+namespace {
+
+using test::operator""_s;
+using test::waitUntil;
+using testing::ElementsAre;
+
+class AccessibilityTest : public test::WindowTest {
+ protected:
+  // The names of the controls that the tab key goes to, from the first one on.
+  std::vector<QString> tabOrder() {
+    std::vector<QString> names;
+    find("folderCard")->setFocus();
+    for (const QWidget* at = QApplication::focusWidget(); names.size() < 40;) {
+      names.push_back(at->objectName());
+      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+      at = QApplication::focusWidget();
+      if (at == find("folderCard")) break;
+    }
+    return names;
+  }
+};
+
+TEST_F(AccessibilityTest, NamesEveryControl) {
+  addPair("a.jpg");
+  scanRoot();
+  int controls = 0;
+  for (QWidget* widget : window_->findChildren<QWidget*>()) {
+    const bool isControl =
+        qobject_cast<QAbstractButton*>(widget) != nullptr || qobject_cast<QTableView*>(widget) != nullptr ||
+        qobject_cast<QTextEdit*>(widget) != nullptr || qobject_cast<QProgressBar*>(widget) != nullptr;
+    // Parts of Qt's own, such as the button in a table's corner.
+    if (!isControl || widget->objectName().startsWith("qt_"_s) || widget->inherits("QTableCornerButton"))
+      continue;
+    ++controls;
+    EXPECT_FALSE(widget->objectName().isEmpty()) << widget->metaObject()->className();
+    QAccessibleInterface* const told = QAccessible::queryAccessibleInterface(widget);
+    ASSERT_NE(told, nullptr);
+    EXPECT_FALSE(told->text(QAccessible::Name).isEmpty()) << widget->objectName().toStdString();
+  }
+  EXPECT_GE(controls, 18);
+}
+
+TEST_F(AccessibilityTest, GoesThroughTheWelcomeByTab) {
+  EXPECT_THAT(tabOrder(), ElementsAre("folderCard"_s, "recursive"_s, "writeFileDates"_s, "writeEmbedded"_s,
+                                      "writeCaptions"_s, "skipIfDatesMatch"_s, "deleteSidecars"_s,
+                                      "statusLine"_s, "All"_s, "welcomeButton"_s));
+}
+
+TEST_F(AccessibilityTest, GoesThroughAScannedFolderByTab) {
+  addPair("a.jpg");
+  scanRoot();
+  EXPECT_THAT(tabOrder(), ElementsAre("folderCard"_s, "recursive"_s, "writeFileDates"_s, "writeEmbedded"_s,
+                                      "writeCaptions"_s, "skipIfDatesMatch"_s, "deleteSidecars"_s,
+                                      "writeButton"_s, "statusLine"_s, "All"_s, "pairs"_s, "scanFolderToolButton"_s, "writeMetadataToolButton"_s));
+}
+
+TEST_F(AccessibilityTest, WorksByKeyboardAlone) {
+  addPair("a.jpg");
+  folderChooser_.answer = root();
+  find("folderCard")->setFocus();
+  QTest::keyClick(find("folderCard"), Qt::Key_Space);
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->folder(), root());
+
+  QTest::keyClick(find("deleteSidecars"), Qt::Key_Space);
+  EXPECT_TRUE(model_->options().deleteSidecars);
+  QTest::keyClick(find("recursive"), Qt::Key_Space);
+  EXPECT_FALSE(model_->recursive());
+  QTest::keyClick(find("writeButton"), Qt::Key_Space);
+  EXPECT_TRUE(model_->isApplying());
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->outcome()->datesSet, 1);
+}
+
+TEST_F(AccessibilityTest, ScrollsToWhatTheTabKeyGoesTo) {
+  window_->resize(window_->minimumSizeHint());
+  find("folderCard")->setFocus();
+  for (int presses = 0; presses < 6; ++presses) QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+  ASSERT_EQ(QApplication::focusWidget()->objectName(), "deleteSidecars"_s);
+  QWidget* const toggle = QApplication::focusWidget();
+  EXPECT_EQ(toggle->visibleRegion().boundingRect(), toggle->rect());
+}
+
+TEST_F(AccessibilityTest, ShowsTheFocusOnceTheKeyboardIsUsed) {
+  const auto looks = [this](const char* name) { return find(name)->grab().toImage(); };
+  for (const char* name : {"folderCard", "recursive", "welcomeButton"}) {
+    const QImage without = looks(name);
+    find(name)->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Shift);
+    window_->setAttribute(Qt::WA_KeyboardFocusChange);
+    EXPECT_NE(looks(name), without) << name;
+    find("columns")->setFocus();
+    window_->setAttribute(Qt::WA_KeyboardFocusChange, false);
+  }
+}
+
+// Qt tells screen readers of every change of a value that it knows as one.
+TEST_F(AccessibilityTest, AnnouncesProgress) {
+  addPairs(50);
+  scanRoot();
+  auto* bar = find<QProgressBar>("progress");
+  QAccessibleInterface* const told = QAccessible::queryAccessibleInterface(bar);
+  ASSERT_NE(told, nullptr);
+  EXPECT_EQ(told->role(), QAccessible::ProgressBar);
+  ASSERT_NE(told->valueInterface(), nullptr);
+  std::vector<double> shares;
+  QObject::connect(bar, &QProgressBar::valueChanged, bar, [&] {
+    EXPECT_TRUE(bar->isVisible());
+    const QAccessibleValueInterface& value = *told->valueInterface();
+    shares.push_back(value.currentValue().toDouble() / value.maximumValue().toDouble());
+  });
+  click("writeButton");
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_THAT(shares, testing::Contains(1.0));
+}
+
+TEST_F(AccessibilityTest, DescribesARow) {
+  addPair("a.jpg");
+  addPair("b.mp4");
+  scanRoot();
+  const auto spoken = [this](int row) {
+    return table()->model()->index(row, 0).data(Qt::AccessibleTextRole).toString();
+  };
+  EXPECT_EQ(spoken(0), "Photo a.jpg"_s);
+  EXPECT_EQ(spoken(1), "Video b.mp4"_s);
+}
+
+}  // namespace
+}  // namespace tollbrook

@@ -1,0 +1,159 @@
+#include <gmock/gmock.h>
+
+#include <QSignalSpy>
+
+#include "Desktop/Support/AppTest.h"
+#include "Support/CommandLine.h"
+#include "Tollbrook/AppModel.h"
+#include "Tollbrook/Paths.h"
+
+namespace tollbrook {
+namespace {
+
+using std::filesystem::path;
+using test::FolderLock;
+using test::hasTakenDate;
+using test::operator""_s;
+using test::waitUntil;
+using testing::IsEmpty;
+
+class AppModelResumeTest : public test::AppTest {
+ protected:
+  bool waitUntilResuming() {
+    return waitUntil([this] { return model_->isResuming() && model_->isApplying(); });
+  }
+};
+
+TEST_F(AppModelResumeTest, ContinuesAnUnfinishedJobWithItsOwnSettingsAndWithoutAScan) {
+  const path photo = addPair("a.jpg");
+  const path inner = addPair("album/b.jpg");
+  RestoreOptions options = test::datesOnly();
+  options.deleteSidecars = true;
+  options.dateTolerance = 7;
+  leaveUnfinishedJob(false, options);
+  const QSignalSpy scans(model_.get(), &AppModel::isScanningChanged);
+
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_EQ(model_->folder(), root());
+  EXPECT_FALSE(model_->recursive());
+  EXPECT_EQ(model_->options(), options);
+  EXPECT_TRUE(hasTakenDate(photo));
+  EXPECT_FALSE(std::filesystem::exists(test::sidecarOf(photo)));
+  EXPECT_FALSE(hasTakenDate(inner));
+  EXPECT_EQ(scans.count(), 0);
+  EXPECT_EQ(record()->phase, JobJournal::Phase::complete);
+}
+
+TEST_F(AppModelResumeTest, SaysWhichFolderItContinuesIn) {
+  addPairs(3);
+  leaveUnfinishedJob(true, test::datesOnly());
+  FolderLock lock(root());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntilResuming());
+  EXPECT_EQ(model_->resumeFolderName(), "Holidays 2019"_s);
+  EXPECT_EQ(model_->progressTotal(), 0);
+  EXPECT_THAT(statusLines_, testing::ElementsAre("Continuing where you left off in Holidays 2019…"_s,
+                                                 "Resuming metadata write…"_s));
+  statusLines_.clear();
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_FALSE(model_->isResuming());
+  EXPECT_THAT(statusLines_,
+              testing::Contains(testing::ResultOf(
+                  [](const QString& line) { return line.startsWith("Writing 3  IMG_"_s); }, true)));
+  EXPECT_EQ(model_->statusLine(), "3 dated"_s);
+}
+
+TEST_F(AppModelResumeTest, RemembersTheFoldersNameUntilAnotherIsChosen) {
+  addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_FALSE(model_->isResuming());
+  EXPECT_EQ(model_->resumeFolderName(), "Holidays 2019"_s);
+  model_->scan();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->resumeFolderName(), "Holidays 2019"_s);
+  model_->setFolder(temporary_.path());
+  EXPECT_EQ(model_->resumeFolderName(), QString());
+  EXPECT_TRUE(waitUntilIdle());
+}
+
+TEST_F(AppModelResumeTest, ContinuesWhatAnEarlierModelStopped) {
+  const path photo = addPair("a.jpg");
+  scanRoot();
+  {
+    const FolderLock lock(root());
+    model_->apply();
+    startAgain();
+  }
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_TRUE(hasTakenDate(photo));
+}
+
+TEST_F(AppModelResumeTest, PassesOverAJobThatAnotherProgramRuns) {
+  addPair("a.jpg");
+  const path other = temporary_ / "other";
+  test::writePair(other / "b.jpg", "", {});
+  leaveUnfinishedJob(other, true, test::datesOnly());
+  // The newest job comes first.
+  JobJournal::Record older = record(other).value();
+  older.updatedAt -= std::chrono::hours(1);
+  test::writeFile(store() / JobJournal::id(other) / "job.json", JobJournal::encode(older));
+  leaveUnfinishedJob(true, test::datesOnly());
+  const auto running = JobJournal::open(root(), true, test::datesOnly());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_EQ(model_->folder(), other);
+}
+
+TEST_F(AppModelResumeTest, ContinuesNothingWhenAnotherProgramRunsTheOnlyJob) {
+  addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  const auto running = JobJournal::open(root(), true, test::datesOnly());
+  model_->attemptAutoResume();
+  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
+  QCoreApplication::processEvents();
+  EXPECT_EQ(model_->folder(), std::nullopt);
+  EXPECT_THAT(statusLines_, IsEmpty());
+}
+
+TEST_F(AppModelResumeTest, ContinuesNothingWhereThereIsNothingToContinue) {
+  model_->attemptAutoResume();
+  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
+  QCoreApplication::processEvents();
+  EXPECT_EQ(model_->folder(), std::nullopt);
+  EXPECT_THAT(statusLines_, IsEmpty());
+}
+
+TEST_F(AppModelResumeTest, ContinuesNothingWhenAFolderIsSet) {
+  addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->setFolder(temporary_.path());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
+  QCoreApplication::processEvents();
+  EXPECT_EQ(model_->folder(), temporary_.path());
+  EXPECT_FALSE(model_->isApplying());
+}
+
+TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsSetMeanwhile) {
+  const path photo = addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->attemptAutoResume();
+  model_->setFolder(temporary_.path());
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
+  QCoreApplication::processEvents();
+  EXPECT_EQ(model_->folder(), temporary_.path());
+  EXPECT_FALSE(model_->isApplying());
+  EXPECT_FALSE(hasTakenDate(photo));
+  // It is free for whoever wants it.
+  EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
+}
+
+}  // namespace
+}  // namespace tollbrook

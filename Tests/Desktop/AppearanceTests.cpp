@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QTextEdit>
+#include <memory>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/Icons.h"
+#include "Tollbrook/Palette.h"
+#include "Tollbrook/StatusPill.h"
+
+namespace tollbrook {
+namespace {
+
+using test::operator""_s;
+
+constexpr std::array statuses{PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
+                              PairStatus::fixed, PairStatus::error};
+
+// Once in the system's light palette, once in dark.
+class AppearanceTest : public testing::TestWithParam<bool> {
+ protected:
+  AppearanceTest() {
+    if (GetParam()) dark_ = std::make_unique<test::DarkAppearance>();
+  }
+
+  static constexpr double readable = 4.5;
+
+ private:
+  std::unique_ptr<test::DarkAppearance> dark_;
+};
+
+INSTANTIATE_TEST_SUITE_P(LightAndDark, AppearanceTest, testing::Bool(),
+                         [](const auto& appearance) { return appearance.param ? "Dark" : "Light"; });
+
+TEST(ContrastTest, IsAsWcagCountsIt) {
+  EXPECT_NEAR(contrast(Qt::black, Qt::white), 21, 1e-6);
+  EXPECT_NEAR(contrast(Qt::white, Qt::white), 1, 1e-6);
+  // A published pair: #767676 is the lightest grey that reads on white.
+  EXPECT_GE(contrast(QColor(0x76, 0x76, 0x76), Qt::white), 4.5);
+  EXPECT_LT(contrast(QColor(0x77, 0x77, 0x77), Qt::white), 4.5);
+}
+
+TEST_P(AppearanceTest, KnowsWhetherItIsDark) {
+  EXPECT_EQ(Appearance(QApplication::palette()).dark, GetParam());
+}
+
+TEST_P(AppearanceTest, SetsTheInspectorOneStepOff) {
+  const Appearance shades(QApplication::palette());
+  const float inspector = shades.chrome.lightnessF();
+  const float list = shades.surface.lightnessF();
+  EXPECT_TRUE(GetParam() ? inspector > list : inspector < list);
+}
+
+TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
+  const Appearance shades(QApplication::palette());
+  for (const QColor& ground : {shades.surface, shades.chrome, shades.stripe}) {
+    for (const QColor& text : {shades.text, shades.secondaryText, shades.tertiaryText, shades.error}) {
+      EXPECT_GE(contrast(text, ground), readable)
+          << text.name().toStdString() << " on " << ground.name().toStdString();
+    }
+  }
+  EXPECT_GE(contrast(shades.text, shades.track), readable);
+  EXPECT_GE(contrast(Palette::ink, Palette::amber), readable);
+}
+
+TEST_P(AppearanceTest, HasReadablePills) {
+  const Appearance shades(QApplication::palette());
+  for (const PairStatus status : statuses) {
+    // Amber is given.
+    if (status == PairStatus::ready) continue;
+    EXPECT_GE(contrast(shades.status(status), shades.pill(status)), readable)
+        << StatusPill::label(status).toStdString();
+  }
+  EXPECT_EQ(shades.status(PairStatus::ready), Palette::amber);
+}
+
+TEST_P(AppearanceTest, TellsStatusesApartByHue) {
+  const Appearance shades(QApplication::palette());
+  const auto hue = [&](PairStatus status) { return shades.status(status).hslHue(); };
+  EXPECT_NEAR(hue(PairStatus::unmatched), 30, 12);
+  EXPECT_NEAR(hue(PairStatus::fixed), 130, 20);
+  EXPECT_TRUE(hue(PairStatus::error) <= 8 || hue(PairStatus::error) >= 352) << hue(PairStatus::error);
+  EXPECT_LT(shades.status(PairStatus::skipped).hslSaturationF(), 0.1F);
+}
+
+TEST_P(AppearanceTest, SelectsInAmber) {
+  EXPECT_EQ(QApplication::palette().color(QPalette::Highlight), Palette::amber);
+  EXPECT_EQ(QApplication::palette().color(QPalette::HighlightedText), Palette::ink);
+}
+
+TEST(PaletteTest, HasTheGivenAmber) {
+  EXPECT_NEAR(Palette::amber.redF(), 0.81, 0.005);
+  EXPECT_NEAR(Palette::amber.greenF(), 0.52, 0.005);
+  EXPECT_NEAR(Palette::amber.blueF(), 0.16, 0.005);
+  EXPECT_EQ(Palette::amber.alphaF(), 1.0F);
+}
+
+TEST(StatusPillTest, NamesEveryStatus) {
+  QStringList labels;
+  for (const PairStatus status : statuses) labels.append(StatusPill::label(status));
+  EXPECT_EQ(labels, QStringList({"Ready"_s, "No sidecar"_s, "Already OK"_s, "Fixed"_s, "Failed"_s}));
+}
+
+TEST(StatusPillTest, IsAsLargeAsItsLabelAndItsPadding) {
+  const QFont font = QApplication::font();
+  const QFontMetrics metrics(font);
+  const StatusPill pill(PairStatus::fixed, font, Appearance(QApplication::palette()));
+  EXPECT_EQ(pill.size(), QSize(metrics.horizontalAdvance("Fixed"_s) + 16, metrics.height() + 6));
+}
+
+class AppearanceOfTheWindowTest : public test::WindowTest {};
+
+TEST_F(AppearanceOfTheWindowTest, FollowsTheSystemFromLightToDark) {
+  addPair("a.jpg");
+  scanRoot();
+  const auto brightness = [this](const char* name) {
+    const QImage image = find(name)->grab().toImage();
+    return image.pixelColor(image.width() / 2, image.height() - 2).lightnessF();
+  };
+  EXPECT_GT(brightness("inspector"), 0.8F);
+  EXPECT_GT(brightness("pairs"), 0.8F);
+  const test::DarkAppearance dark;
+  QCoreApplication::processEvents();
+  EXPECT_LT(brightness("inspector"), 0.3F);
+  EXPECT_LT(brightness("pairs"), 0.3F);
+  const Appearance shades(QApplication::palette());
+  for (const QLabel* label : find("inspector")->findChildren<QLabel*>()) {
+    EXPECT_GE(contrast(label->palette().color(QPalette::WindowText), shades.chrome), 4.5)
+        << label->text().toStdString();
+  }
+  EXPECT_GE(contrast(find<QTextEdit>("statusLine")->palette().color(QPalette::Text), shades.chrome), 4.5);
+}
+
+class IconsTest : public testing::TestWithParam<int> {
+ protected:
+  static Icons::Symbol symbol() { return static_cast<Icons::Symbol>(GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(EverySymbol, IconsTest,
+                         testing::Range(0, static_cast<int>(Icons::Symbol::application)));
+
+TEST_P(IconsTest, IsTintedAndSharpAtBothScales) {
+  const QIcon icon = Icons::icon(symbol(), Palette::amber);
+  for (const double scale : {1.0, 2.0}) {
+    const QImage image = icon.pixmap(QSize(20, 20), scale).toImage();
+    ASSERT_EQ(image.size(), QSize(20, 20) * scale);
+    int opaque = 0;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = 0; x < image.width(); ++x) {
+        if (image.pixelColor(x, y).alpha() != 255) continue;
+        ++opaque;
+        EXPECT_EQ(image.pixelColor(x, y).rgb(), Palette::amber.rgb());
+      }
+    }
+    EXPECT_GT(opaque, 10);
+  }
+}
+
+}  // namespace
+}  // namespace tollbrook

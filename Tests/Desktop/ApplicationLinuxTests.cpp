@@ -1,0 +1,164 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <sstream>
+
+#include "Desktop/Support/AppTest.h"
+#include "Desktop/Support/Application.h"
+#include "Support/CommandLine.h"
+#include "Support/Fixtures.h"
+#include "Support/ReadBack.h"
+#include "Support/StandIn.h"
+#include "TollbrookCore/ExifTool.h"
+
+namespace tollbrook {
+namespace {
+
+using std::filesystem::path;
+using test::Application;
+using test::eventually;
+using test::FolderLock;
+using test::hasTakenDate;
+using test::Program;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Drives the built program, without a display, from outside.
+class ApplicationTest : public test::PhotosTest {
+ protected:
+  // An unfinished job in the application's own store, which it continues when it starts.
+  void leaveUnfinishedJob() const {
+    JobJournal::setBaseDirectoryOverride(application_.data() / "Tollbrook/jobs");
+    PhotosTest::leaveUnfinishedJob(true, test::datesOnly());
+  }
+
+  // Whether the program ended by itself, and well.
+  static testing::AssertionResult endedWell(Program& program) {
+    const Program::Result result = program.wait(std::chrono::seconds(60));
+    if (result.status == 0) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "status " << result.status << ": " << result.errors;
+  }
+
+  const Application application_;
+};
+
+TEST_F(ApplicationTest, ContinuesUnfinishedWorkAndEndsWhenItIsTold) {
+  const path photo = addPair("a.jpg");
+  leaveUnfinishedJob();
+  const auto program = application_.start();
+  EXPECT_TRUE(eventually([this] { return application_.phase(root()) == JobJournal::Phase::complete; }));
+  program->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*program));
+  EXPECT_TRUE(hasTakenDate(photo));
+}
+
+TEST_F(ApplicationTest, FinishesTheFileInHandWhenItIsTerminated) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  for (const char* name : {"a.mp4", "b.mp4"}) {
+    test::writeMp4(root() / name, 1U << 29U);
+    test::writeFile(test::sidecarOf(root() / name), test::sidecarJson());
+  }
+  JobJournal::setBaseDirectoryOverride(application_.data() / "Tollbrook/jobs");
+  PhotosTest::leaveUnfinishedJob(true, defaultRestoreOptions());
+  const auto program = application_.start();
+  ASSERT_TRUE(eventually([this] {
+    return std::filesystem::exists(root() / "a.mp4_exiftool_tmp") ||
+           std::filesystem::exists(root() / "b.mp4_exiftool_tmp");
+  }));
+  program->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*program));
+  EXPECT_EQ(application_.finishedCount(root()), 1U);
+  EXPECT_EQ(application_.phase(root()), JobJournal::Phase::writing);
+}
+
+TEST_F(ApplicationTest, LeavesAnUnfinishedJobAloneWhenItIsStartedWithAFolder) {
+  const path photo = addPair("a.jpg");
+  leaveUnfinishedJob();
+  const auto program = application_.start({temporary_.path().string()});
+  ASSERT_TRUE(eventually([this] { return application_.listens(); }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  program->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*program));
+  EXPECT_FALSE(hasTakenDate(photo));
+}
+
+TEST_F(ApplicationTest, GivesItsFolderToTheWindowThatIsOpen) {
+  const auto first = application_.start();
+  ASSERT_TRUE(eventually([this] { return application_.listens(); }));
+  const Program::Result second = application_.run({root().string()});
+  EXPECT_EQ(second.status, 0) << second.errors;
+  EXPECT_TRUE(first->isRunning());
+  first->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*first));
+}
+
+TEST_F(ApplicationTest, SaysThatTheWindowThatIsOpenIsBusy) {
+  addPair("a.jpg");
+  leaveUnfinishedJob();
+  const FolderLock lock(root());
+  const auto first = application_.start();
+  ASSERT_TRUE(eventually([this] { return application_.isRunning(root()); }));
+  ASSERT_TRUE(eventually([this] { return application_.listens(); }));
+  // It has the job before its window knows.
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const Program::Result second = application_.run({temporary_.path().string()});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_THAT(second.errors, HasSubstr("its window is busy with another folder"));
+  first->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*first));
+}
+
+TEST_F(ApplicationTest, RefusesAFolderThatIsNotThere) {
+  const Program::Result result = application_.run({(root() / "gone").string()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("gone: No such file or directory"));
+}
+
+TEST_F(ApplicationTest, RefusesTwoFolders) {
+  EXPECT_EQ(application_.run({root().string(), root().string()}).status, 2);
+}
+
+// The lines of a log by `strace -f` that the thread wrote and that name the path.
+std::vector<std::string> callsNaming(const std::string& log, const std::string& thread, const path& place) {
+  std::vector<std::string> found;
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(thread + ' ') && line.find(place.string()) != std::string::npos) {
+      found.push_back(line);
+    }
+  }
+  return found;
+}
+
+TEST_F(ApplicationTest, DoesNoFileWorkOnItsMainThread) {
+  const path log = temporary_ / "strace.log";
+  if (Program::run({.program = "strace", .arguments = {"-f", "-o", log.string(), "true"}}).status != 0) {
+    GTEST_SKIP() << "strace is not installed or may not trace: nothing was tested here";
+  }
+  addPairs(30);
+  leaveUnfinishedJob();
+  Program::Call call = application_.call({});
+  // -y names the file of every descriptor.
+  call.arguments = {"-f", "-y",         "-qq",       "-s", "4096", "-e", "trace=%file,%desc",
+                    "-o", log.string(), call.program};
+  call.program = "strace";
+  // A sanitizer cannot look for leaks in a program that is being traced.
+  call.environment.emplace_back("ASAN_OPTIONS", "detect_leaks=0");
+  Program program(call);
+  ASSERT_TRUE(eventually([this] { return application_.phase(root()) == JobJournal::Phase::complete; }));
+  const std::string begun = test::readFile(log);
+  const std::string mainThread = begun.substr(0, begun.find(' '));
+  kill(std::stoi(mainThread), SIGTERM);
+  EXPECT_TRUE(endedWell(program));
+
+  const std::string all = test::readFile(log);
+  const path jobs = application_.data() / "Tollbrook";
+  for (const path& place : {root(), jobs}) {
+    EXPECT_THAT(callsNaming(all, mainThread, place), IsEmpty());
+    // Others did it.
+    EXPECT_THAT(all, HasSubstr(place.string()));
+  }
+}
+
+}  // namespace
+}  // namespace tollbrook

@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+
+#include <QMimeData>
+#include <QSplitter>
+#include <QTest>
+#include <QToolBar>
+#include <QToolButton>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Support/Fixtures.h"
+#include "Tollbrook/ContentView.h"
+#include "Tollbrook/DropFrame.h"
+#include "Tollbrook/Palette.h"
+
+namespace tollbrook {
+namespace {
+
+using std::filesystem::path;
+using test::dragged;
+using test::operator""_s;
+using test::waitUntil;
+using testing::ElementsAre;
+
+class ContentViewTest : public test::WindowTest {
+ protected:
+  QSplitter* columns() const { return find<QSplitter>("columns"); }
+  int inspectorWidth() const { return columns()->sizes().front(); }
+
+  // Pulls the line between the columns as far as it goes.
+  void pull(int by) const {
+    QWidget* const handle = columns()->handle(1);
+    const QPoint start = handle->rect().center();
+    QTest::mousePress(handle, Qt::LeftButton, {}, start);
+    QTest::mouseMove(handle, start + QPoint(by, 0));
+    QTest::mouseRelease(handle, Qt::LeftButton, {}, start + QPoint(by, 0));
+  }
+};
+
+TEST_F(ContentViewTest, GivesTheInspectorItsIdealWidth) { EXPECT_EQ(inspectorWidth(), 300); }
+
+TEST_F(ContentViewTest, LetsTheInspectorBeResizedWithinItsLimits) {
+  pull(-600);
+  EXPECT_EQ(inspectorWidth(), 268);
+  pull(600);
+  EXPECT_EQ(inspectorWidth(), 360);
+}
+
+TEST_F(ContentViewTest, GivesTheListWhatTheWindowGains) {
+  window_->resize(1400, 700);
+  QTest::qWait(0);
+  EXPECT_EQ(inspectorWidth(), 300);
+}
+
+TEST_F(ContentViewTest, HasThreeCommandsInItsToolbar) {
+  const auto* toolbar = find<QToolBar>("toolbar");
+  QStringList texts;
+  for (const QToolButton* button : toolbar->findChildren<QToolButton*>()) {
+    if (!button->isVisible()) continue;
+    texts.append(button->text());
+    EXPECT_FALSE(button->icon().isNull());
+  }
+  EXPECT_THAT(texts, ElementsAre("Scan"_s, "Write Metadata"_s, "Stop"_s));
+}
+
+TEST_F(ContentViewTest, ScansAndWritesByItsToolbar) {
+  addPair("a.jpg");
+  scanRoot();
+  const auto button = [this](QAction* action) { return find<QToolBar>("toolbar")->widgetForAction(action); };
+  QTest::mouseClick(button(window_->actions().scanFolder()), Qt::LeftButton);
+  EXPECT_TRUE(model_->isScanning());
+  ASSERT_TRUE(waitUntilIdle());
+  QTest::mouseClick(button(window_->actions().writeMetadata()), Qt::LeftButton);
+  EXPECT_TRUE(model_->isApplying());
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->outcome()->datesSet, 1);
+}
+
+TEST_F(ContentViewTest, ShowsAFrameWhileSomethingIsDraggedOverIt) {
+  const auto* view = find<ContentView>("contentView");
+  const auto* frame = find<DropFrame>("dropFrame");
+  EXPECT_FALSE(view->dropTargeted());
+  EXPECT_FALSE(frame->isVisible());
+
+  dragOver(*dragged({root()}));
+  EXPECT_TRUE(view->dropTargeted());
+  EXPECT_TRUE(frame->isVisible());
+  EXPECT_TRUE(frame->testAttribute(Qt::WA_TransparentForMouseEvents));
+  ASSERT_TRUE(waitUntil([&] { return frame->strength() == 1; }));
+  EXPECT_EQ(frame->geometry(), view->rect());
+  // The line is dashed: along it amber and what is behind it take turns.
+  const QImage image = find("contentView")->grab().toImage();
+  int changes = 0;
+  bool amber = false;
+  for (int x = 30; x < image.width() - 30; ++x) {
+    const bool isAmber = image.pixel(x, image.height() - 9) == Palette::amber.rgb();
+    changes += isAmber != amber ? 1 : 0;
+    amber = isAmber;
+  }
+  EXPECT_GT(changes, 20);
+
+  dragAway();
+  EXPECT_FALSE(view->dropTargeted());
+  EXPECT_TRUE(waitUntil([&] { return !frame->isVisible(); }));
+}
+
+TEST_F(ContentViewTest, ShowsNoFrameForWhatIsNoFile) {
+  QMimeData text;
+  text.setText("a word"_s);
+  dragOver(text);
+  EXPECT_FALSE(find<ContentView>("contentView")->dropTargeted());
+}
+
+TEST_F(ContentViewTest, TakesADroppedFolder) {
+  addPair("a.jpg");
+  const auto data = dragged({root()});
+  dragOver(*data);
+  EXPECT_TRUE(drop(*data));
+  EXPECT_FALSE(find<ContentView>("contentView")->dropTargeted());
+  ASSERT_TRUE(waitUntil([this] { return model_->report().has_value(); }));
+  EXPECT_EQ(model_->folder(), root());
+}
+
+TEST_F(ContentViewTest, TakesTheFolderOfADroppedFile) {
+  const path photo = addPair("a.jpg");
+  EXPECT_TRUE(drop(*dragged({photo})));
+  ASSERT_TRUE(waitUntil([this] { return model_->report().has_value(); }));
+  EXPECT_EQ(model_->folder(), root());
+}
+
+TEST_F(ContentViewTest, IgnoresADroppedPathThatIsGone) {
+  EXPECT_TRUE(drop(*dragged({root() / "gone"})));
+  QTest::qWait(100);
+  EXPECT_EQ(model_->folder(), std::nullopt);
+}
+
+TEST_F(ContentViewTest, RefusesADropOfNothing) { EXPECT_FALSE(drop(QMimeData())); }
+
+}  // namespace
+}  // namespace tollbrook

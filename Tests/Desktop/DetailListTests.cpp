@@ -1,0 +1,257 @@
+#include <gmock/gmock.h>
+
+#include <QAbstractButton>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Support/CommandLine.h"
+#include "Support/Fixtures.h"
+#include "Tollbrook/DetailList.h"
+#include "Tollbrook/SegmentedPicker.h"
+#include "Tollbrook/ShortcutButton.h"
+#include "Tollbrook/TakenDateFormat.h"
+
+namespace tollbrook {
+namespace {
+
+using std::filesystem::path;
+using test::operator""_s;
+using test::waitUntil;
+using testing::ElementsAre;
+
+class DetailListTest : public test::WindowTest {
+ protected:
+  QString shown() const { return find<QLabel>("shownCount")->text(); }
+  void pick(RowFilter filter) const {
+    QTest::mouseClick(find<SegmentedPicker>("filter")->segment(static_cast<int>(filter)), Qt::LeftButton);
+  }
+
+  QPoint middleOf(int row) const { return table()->visualRect(table()->model()->index(row, 0)).center(); }
+  void select(int row) const { QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, middleOf(row)); }
+
+  // The items of the menu that a right click on a row opens; chooses one of them.
+  QStringList contextMenu(int row, const QString& choice = {}) const {
+    QTest::mouseClick(table()->viewport(), Qt::RightButton, {}, middleOf(row));
+    Q_EMIT table()->customContextMenuRequested(middleOf(row));
+    auto* menu = window_->findChild<QMenu*>("pairMenu"_s);
+    if (menu == nullptr) return {};
+    QStringList items;
+    for (QAction* action : menu->actions()) {
+      items.append(action->text());
+      if (action->text() == choice) action->trigger();
+    }
+    menu->close();
+    delete menu;
+    return items;
+  }
+};
+
+TEST_F(DetailListTest, WelcomesBeforeThereIsAFolder) {
+  EXPECT_TRUE(shows("welcome"));
+  EXPECT_FALSE(shows("pairs"));
+  EXPECT_FALSE(shows("noMedia"));
+  EXPECT_THAT(labels("welcome"),
+              ElementsAre("Drop a download folder here"_s, "Pairs each photo with its JSON, for example:"_s,
+                          "IMG_504.HEIC"_s, "IMG_504.HEIC.supplemental-metadata.json"_s));
+}
+
+TEST_F(DetailListTest, ChoosesAFolderFromTheWelcome) {
+  addPair("a.jpg");
+  folderChooser_.answer = root();
+  const auto* button = find<ShortcutButton>("welcomeButton");
+  EXPECT_EQ(button->text(), "Choose Folder…"_s);
+  EXPECT_EQ(button->shownShortcut(), QKeySequence(Qt::CTRL | Qt::Key_O).toString(QKeySequence::NativeText));
+  EXPECT_TRUE(button->shortcut().isEmpty());
+  click("welcomeButton");
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_FALSE(shows("welcome"));
+  EXPECT_TRUE(shows("pairs"));
+}
+
+TEST_F(DetailListTest, ShowsAnEmptyTableDuringAFirstScan) {
+  model_->setFolder(root());
+  ASSERT_TRUE(model_->isScanning());
+  EXPECT_TRUE(shows("pairs"));
+  EXPECT_FALSE(shows("noMedia"));
+  EXPECT_EQ(table()->model()->rowCount(), 0);
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(DetailListTest, SaysWhereThereIsNoMedia) {
+  test::writeFile(root() / "notes.txt", "no photo");
+  scanRoot();
+  EXPECT_TRUE(shows("noMedia"));
+  EXPECT_FALSE(shows("welcome"));
+  EXPECT_FALSE(shows("pairs"));
+  EXPECT_THAT(labels("noMedia"),
+              ElementsAre("No media found"_s, "This folder has no photos or videos Tollbrook recognises."_s));
+}
+
+TEST_F(DetailListTest, ShowsEachPair) {
+  addPair("a.jpg");
+  addPair("b.mp4");
+  addLonePhoto("c.jpg");
+  scanRoot();
+  const QString taken = TakenDateFormat().text(fromEpoch(1425445567));
+  EXPECT_THAT(row(0), ElementsAre("a.jpg"_s, taken, "a.jpg.supplemental-metadata.json"_s, "Ready"_s));
+  EXPECT_THAT(row(1), ElementsAre("b.mp4"_s, taken, "b.mp4.supplemental-metadata.json"_s, "Ready"_s));
+  EXPECT_THAT(row(2), ElementsAre("c.jpg"_s, "—"_s, "missing"_s, "No sidecar"_s));
+}
+
+TEST_F(DetailListTest, NamesItsColumns) {
+  QStringList names;
+  for (int column = 0; column < table()->model()->columnCount(); ++column) {
+    names.append(table()->model()->headerData(column, Qt::Horizontal).toString());
+  }
+  EXPECT_THAT(names, ElementsAre("File"_s, "Taken"_s, "Sidecar"_s, "Status"_s));
+}
+
+TEST_F(DetailListTest, OffersTheFiltersInOrder) {
+  const auto* filter = find<SegmentedPicker>("filter");
+  QStringList names;
+  for (int index = 0; index < 4; ++index) names.append(filter->segment(index)->text());
+  EXPECT_THAT(names, ElementsAre("All"_s, "Ready"_s, "No sidecar"_s, "Problems"_s));
+  EXPECT_EQ(filter->current(), 0);
+  EXPECT_LE(filter->width(), 420);
+  EXPECT_THAT(labels("detailList"), testing::Contains("Show"_s));
+}
+
+TEST_F(DetailListTest, CountsWhatTheFilterShows) {
+  addPairs(3);
+  addLonePhoto("x.jpg");
+  addLonePhoto("y.jpg");
+  EXPECT_EQ(shown(), "0 shown"_s);
+  scanRoot();
+  EXPECT_EQ(shown(), "5 shown"_s);
+  pick(RowFilter::ready);
+  EXPECT_EQ(model_->filter(), RowFilter::ready);
+  EXPECT_EQ(shown(), "3 shown"_s);
+  pick(RowFilter::problems);
+  EXPECT_EQ(shown(), "2 shown"_s);
+  EXPECT_EQ(row(0).front(), "x.jpg"_s);
+}
+
+TEST_F(DetailListTest, ShowsPhotosWithoutSidecarInTwoFilters) {
+  addPair("a.jpg");
+  addLonePhoto("b.jpg");
+  scanRoot();
+  pick(RowFilter::unmatched);
+  EXPECT_EQ(row(0).front(), "b.jpg"_s);
+  pick(RowFilter::problems);
+  EXPECT_EQ(row(0).front(), "b.jpg"_s);
+}
+
+TEST_F(DetailListTest, FollowsAFilterThatTheModelChanges) {
+  model_->setFilter(RowFilter::problems);
+  EXPECT_EQ(find<SegmentedPicker>("filter")->current(), 3);
+}
+
+TEST_F(DetailListTest, ShowsTheTableWhereAFilterHidesAll) {
+  addPair("a.jpg");
+  scanRoot();
+  pick(RowFilter::problems);
+  EXPECT_TRUE(shows("pairs"));
+  EXPECT_EQ(shown(), "0 shown"_s);
+}
+
+TEST_F(DetailListTest, SelectsOneRow) {
+  addPairs(3);
+  scanRoot();
+  const auto* list = find<DetailList>("detailList");
+  EXPECT_EQ(list->selection(), std::nullopt);
+  select(1);
+  EXPECT_EQ(list->selection(), (root() / "IMG_2.jpg").native());
+  select(2);
+  EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 1);
+  EXPECT_EQ(list->selection(), (root() / "IMG_3.jpg").native());
+}
+
+TEST_F(DetailListTest, KeepsTheSelectedPairSelectedThroughFiltersAndScans) {
+  addPairs(2);
+  addLonePhoto("IMG_9.jpg");
+  scanRoot();
+  select(1);
+  pick(RowFilter::problems);
+  EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 0);
+  pick(RowFilter::all);
+  ASSERT_EQ(table()->selectionModel()->selectedRows().size(), 1);
+  EXPECT_EQ(table()->selectionModel()->selectedRows().front().row(), 1);
+  model_->scan();
+  ASSERT_TRUE(waitUntilIdle());
+  ASSERT_EQ(table()->selectionModel()->selectedRows().size(), 1);
+  EXPECT_EQ(table()->selectionModel()->selectedRows().front().row(), 1);
+}
+
+TEST_F(DetailListTest, RevealsThePhotoAndItsSidecar) {
+  const path photo = addPair("a.jpg");
+  scanRoot();
+  EXPECT_THAT(contextMenu(0, "Reveal in Finder"_s),
+              ElementsAre("Reveal in Finder"_s, "Reveal sidecar JSON"_s));
+  contextMenu(0, "Reveal sidecar JSON"_s);
+  EXPECT_THAT(fileManager_.revealed, ElementsAre(photo, test::sidecarOf(photo)));
+}
+
+TEST_F(DetailListTest, RevealsNoSidecarWhereThereIsNone) {
+  addLonePhoto("a.jpg");
+  scanRoot();
+  EXPECT_THAT(contextMenu(0), ElementsAre("Reveal in Finder"_s));
+}
+
+TEST_F(DetailListTest, HasNoContextMenuWithoutASelection) {
+  addPair("a.jpg");
+  scanRoot();
+  Q_EMIT table()->customContextMenuRequested(QPoint(5, table()->viewport()->height() - 5));
+  EXPECT_EQ(window_->findChild<QMenu*>("pairMenu"_s), nullptr);
+}
+
+TEST_F(DetailListTest, MovesTheSelectionByTheKeyboard) {
+  addPairs(3);
+  scanRoot();
+  table()->setFocus();
+  QTest::keyClick(table(), Qt::Key_Home, Qt::ControlModifier);
+  QTest::keyClick(table(), Qt::Key_Down);
+  EXPECT_EQ(find<DetailList>("detailList")->selection(), (root() / "IMG_2.jpg").native());
+}
+
+TEST_F(DetailListTest, ChangesTheFilterByTheKeyboard) {
+  auto* filter = find<SegmentedPicker>("filter");
+  filter->segment(0)->setFocus();
+  QTest::keyClick(filter->segment(0), Qt::Key_Right);
+  EXPECT_EQ(model_->filter(), RowFilter::ready);
+}
+
+TEST_F(DetailListTest, ResizesColumnsByHand) {
+  addPair("a.jpg");
+  scanRoot();
+  QHeaderView* const header = table()->horizontalHeader();
+  const int before = header->sectionSize(2);
+  const QPoint border(header->sectionViewportPosition(3) - 1, header->height() / 2);
+  QTest::mousePress(header->viewport(), Qt::LeftButton, {}, border);
+  QTest::mouseMove(header->viewport(), border - QPoint(20, 0));
+  QTest::mouseMove(header->viewport(), border - QPoint(40, 0));
+  QTest::mouseRelease(header->viewport(), Qt::LeftButton, {}, border - QPoint(40, 0));
+  EXPECT_EQ(header->sectionSize(2), before - 40);
+  // What the user has set stays when the window changes.
+  window_->resize(window_->width() + 100, window_->height());
+  QTest::qWait(0);
+  EXPECT_EQ(header->sectionSize(2), before - 40);
+}
+
+TEST_F(DetailListTest, ShowsOnlyTheSampleOfACappedScan) {
+  for (int number = 0; number < 4003; ++number) {
+    test::writeFile(root() / ("IMG_" + std::to_string(number) + ".jpg"), "");
+  }
+  addPair("paired.jpg");
+  scanRoot();
+  ASSERT_TRUE(model_->report()->listCapped);
+  EXPECT_EQ(table()->model()->rowCount(), 4000);
+  EXPECT_EQ(shown(), "4000 shown"_s);
+}
+
+}  // namespace
+}  // namespace tollbrook

@@ -1,0 +1,319 @@
+#include <gmock/gmock.h>
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTest>
+#include <QTextEdit>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Support/CommandLine.h"
+#include "Support/Fixtures.h"
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/ElidedLabel.h"
+#include "Tollbrook/SelectableText.h"
+
+namespace tollbrook {
+namespace {
+
+using std::filesystem::path;
+using test::FolderLock;
+using test::operator""_s;
+using test::waitUntil;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+class InspectorTest : public test::WindowTest {
+ protected:
+  QString text(const char* name) const { return find<SelectableText>(name)->text(); }
+
+  // Starts a write that waits at its first file until the folder's lock is let go.
+  void startHeldWrite() {
+    scanRoot();
+    click("writeButton");
+    ASSERT_TRUE(model_->isApplying());
+  }
+
+  // Starts a write that has more to do than this test will wait for, and waits for its first files.
+  void startLongWrite(const std::string& prefix = "IMG_") {
+    for (int number = 1; number <= longWrite; ++number) addPair(prefix + std::to_string(number) + ".jpg");
+    scanRoot();
+    click("writeButton");
+    ASSERT_TRUE(waitUntil([this] { return model_->progressDone() >= 1; }));
+  }
+  static constexpr int longWrite = 400;
+
+  // Lets every file that has a sidecar fail.
+  void writeNothing() {
+    RestoreOptions options = model_->options();
+    options.writeFileDates = false;
+    model_->setOptions(options);
+  }
+
+  static constexpr std::array toggles{"writeFileDates", "writeEmbedded", "writeCaptions", "skipIfDatesMatch",
+                                      "deleteSidecars"};
+};
+
+TEST_F(InspectorTest, SaysWhatTheProgramDoes) {
+  EXPECT_THAT(
+      labels("header"),
+      ElementsAre(
+          "Tollbrook"_s,
+          "Puts Takeout and Ferrywell JSON dates, GPS and captions back onto the files they belong to. "
+          "Nested folders are included; size is not capped."_s));
+}
+
+TEST_F(InspectorTest, ShowsItsSectionsInOrder) {
+  addPair("a.jpg");
+  scanRoot();
+  QTest::qWait(0);
+  int above = -1;
+  for (const char* section : {"header", "folderCard", "recursive", "stats", "options", "safety", "actions"}) {
+    const int top = find(section)->mapTo(window_.get(), QPoint()).y();
+    EXPECT_GT(top, above) << section;
+    // The actions are pinned to the foot, over what is scrolled away.
+    above = section == std::string("safety") ? above : top;
+  }
+}
+
+TEST_F(InspectorTest, AsksForAFolderBeforeThereIsOne) {
+  EXPECT_THAT(labels("folderCard"),
+              ElementsAre("Choose a folder"_s, "Google Takeout unzip, or a Ferrywell download."_s));
+  EXPECT_FALSE(shows("stats"));
+  EXPECT_TRUE(shows("writeButton"));
+  EXPECT_FALSE(find("writeButton")->isEnabled());
+  EXPECT_EQ(text("statusLine"), "Choose a folder of Google Photos downloads."_s);
+}
+
+TEST_F(InspectorTest, ChoosesAFolderByAClickOnItsCard) {
+  addPair("a.jpg");
+  folderChooser_.answer = root();
+  click("folderCard");
+  EXPECT_EQ(folderChooser_.prompt, "Choose"_s);
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->folder(), root());
+  EXPECT_THAT(labels("folderCard"), ElementsAre("Holidays 2019"_s));
+}
+
+TEST_F(InspectorTest, LeavesTheFolderWhenTheChoiceIsCancelled) {
+  click("folderCard");
+  EXPECT_EQ(folderChooser_.asked, 1);
+  EXPECT_EQ(model_->folder(), std::nullopt);
+}
+
+TEST_F(InspectorTest, CountsWhatWasFound) {
+  addPairs(3);
+  addLonePhoto("lone.jpg");
+  scanRoot();
+  EXPECT_THAT(labels("stats"),
+              ElementsAre("This folder"_s, "4"_s, "3"_s, "1"_s, "media"_s, "ready"_s, "no JSON"_s));
+}
+
+TEST_F(InspectorTest, CountsLeftoverSidecarsOnlyWhereThereAreSome) {
+  addPair("a.jpg");
+  scanRoot();
+  EXPECT_FALSE(shows("orphanJSONCount"));
+  test::writeFile(root() / "b.jpg.json", test::sidecarJson());
+  test::writeFile(root() / "c.jpg.json", test::sidecarJson());
+  scanRoot();
+  EXPECT_THAT(labels("stats"), Contains("2 leftover JSON files not paired to media."_s));
+}
+
+TEST_F(InspectorTest, NamesTheOptionsInOrder) {
+  EXPECT_THAT(labels("options"), ElementsAre("When writing"_s));
+  QStringList names;
+  for (const char* toggle : toggles) names.append(find<QCheckBox>(toggle)->text());
+  EXPECT_THAT(names, ElementsAre("File created & modified dates"_s, "Embedded EXIF / GPS (and video dates)"_s,
+                                 "Captions from JSON"_s, "Skip files whose dates already match"_s,
+                                 "Delete JSON after a successful write"_s));
+  EXPECT_EQ(find<QCheckBox>("recursive")->text(), "Include subfolders"_s);
+  for (std::size_t index = 1; index < toggles.size(); ++index) {
+    EXPECT_GT(find(toggles.at(index))->y(), find(toggles.at(index - 1))->y());
+  }
+}
+
+TEST_F(InspectorTest, ChangesEachOptionByItsToggle) {
+  const auto values = [this] {
+    const RestoreOptions& options = model_->options();
+    return std::array{options.writeFileDates, options.writeEmbedded, options.writeCaptions,
+                      options.skipIfDatesMatch, options.deleteSidecars};
+  };
+  for (std::size_t index = 0; index < toggles.size(); ++index) {
+    auto expected = values();
+    EXPECT_EQ(find<QCheckBox>(toggles.at(index))->isChecked(), expected.at(index));
+    expected.at(index) = !expected.at(index);
+    click(toggles.at(index));
+    EXPECT_EQ(values(), expected) << toggles.at(index);
+  }
+  click("recursive");
+  EXPECT_FALSE(model_->recursive());
+}
+
+TEST_F(InspectorTest, ShowsOptionsThatTheModelChanges) {
+  RestoreOptions options = model_->options();
+  options.deleteSidecars = true;
+  options.skipIfDatesMatch = false;
+  model_->setOptions(options);
+  model_->setRecursive(false);
+  EXPECT_TRUE(find<QCheckBox>("deleteSidecars")->isChecked());
+  EXPECT_FALSE(find<QCheckBox>("skipIfDatesMatch")->isChecked());
+  EXPECT_FALSE(find<QCheckBox>("recursive")->isChecked());
+}
+
+TEST_F(InspectorTest, KeepsItsTogglesLiveDuringARunForTheNext) {
+  addPairs(2);
+  const FolderLock lock(root());
+  startHeldWrite();
+  for (const char* toggle : toggles) EXPECT_TRUE(find(toggle)->isEnabled()) << toggle;
+  EXPECT_FALSE(find("recursive")->isEnabled());
+
+  click("writeFileDates");
+  EXPECT_FALSE(model_->options().writeFileDates);
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_TRUE(record()->options.writeFileDates);
+  EXPECT_TRUE(find("recursive")->isEnabled());
+}
+
+TEST_F(InspectorTest, PromisesSafety) {
+  EXPECT_THAT(
+      labels("safety"),
+      ElementsAre("Safety"_s,
+                  "Photos are never deleted. Each file is finished (and recorded) before the next one "
+                  "starts, so a crash or dead battery retries only the file that was in flight. "
+                  "Reopening the app continues automatically. This Mac stays awake while writing."_s));
+}
+
+TEST_F(InspectorTest, OffersToStopWhileItScans) {
+  addPairs(3);
+  model_->setFolder(root());
+  ASSERT_TRUE(model_->isScanning());
+  EXPECT_TRUE(shows("stopButton"));
+  EXPECT_FALSE(shows("writeButton"));
+  EXPECT_EQ(find<QProgressBar>("progress")->value(), 0);
+  EXPECT_FALSE(find("recursive")->isEnabled());
+  click("stopButton");
+  EXPECT_EQ(text("statusLine"), "Stopping after the current file…"_s);
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(text("statusLine"), "Scan stopped. Finished files from earlier runs are kept."_s);
+  EXPECT_FALSE(shows("stopButton"));
+  EXPECT_TRUE(shows("writeButton"));
+}
+
+TEST_F(InspectorTest, WritesByItsButtonAndOffersToStop) {
+  startLongWrite();
+  EXPECT_TRUE(shows("stopButton"));
+  EXPECT_FALSE(shows("writeButton"));
+  EXPECT_EQ(find<QPushButton>("stopButton")->text(), "Stop after this file"_s);
+  EXPECT_TRUE(shows("currentFile"));
+  EXPECT_EQ(find<ElidedLabel>("currentFile")->fullText(), model_->currentFile());
+  EXPECT_THAT(text("statusLine").toStdString(),
+              testing::MatchesRegex("Writing [0-9]+ of 400  IMG_[0-9]+.jpg"));
+  click("stopButton");
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_TRUE(model_->outcome()->cancelled);
+  EXPECT_EQ(text("statusLine"), "Stopped. Finished files are kept; reopen the app to continue the rest."_s);
+}
+
+TEST_F(InspectorTest, FillsTheBarByWhatIsDone) {
+  addPairs(4);
+  scanRoot();
+  auto* bar = find<QProgressBar>("progress");
+  std::vector<double> shares;
+  QObject::connect(bar, &QProgressBar::valueChanged, bar,
+                   [&] { shares.push_back(static_cast<double>(bar->value()) / bar->maximum()); });
+  click("writeButton");
+  ASSERT_TRUE(waitUntil([&] { return model_->outcome().has_value(); }));
+  EXPECT_EQ(model_->outcome()->datesSet, 4);
+  EXPECT_THAT(shares, testing::Each(testing::AllOf(testing::Ge(0.0), testing::Le(1.0))));
+  EXPECT_THAT(shares, Contains(1.0));
+}
+
+TEST_F(InspectorTest, KeepsTheBarEmptyWhileTheTotalIsUnknown) {
+  addPairs(longWrite);
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->progressDone() >= 1; }));
+  ASSERT_EQ(model_->progressTotal(), 0);
+  const auto* bar = find<QProgressBar>("progress");
+  EXPECT_EQ(bar->value(), bar->minimum());
+  // A bar without a range runs to and fro.
+  EXPECT_GT(bar->maximum(), bar->minimum());
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(InspectorTest, SaysThatItContinuesUnfinishedWork) {
+  addPairs(2);
+  leaveUnfinishedJob(true, test::datesOnly());
+  EXPECT_FALSE(shows("resumeBanner"));
+  FolderLock lock(root());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->isResuming(); }));
+  EXPECT_TRUE(shows("resumeBanner"));
+  EXPECT_THAT(labels("resumeBanner"),
+              ElementsAre("Continuing unfinished work in Holidays 2019. Files already done are skipped."_s));
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_FALSE(shows("resumeBanner"));
+}
+
+TEST_F(InspectorTest, LetsTheCurrentFileAndTheStatusBeSelected) {
+  startLongWrite();
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+  auto* file = find<QLabel>("currentFile");
+  QTest::mouseDClick(file, Qt::LeftButton, {}, QPoint(4, file->height() / 2));
+  EXPECT_THAT(file->selectedText().toStdString(), testing::StartsWith("IMG_"));
+  QTest::keyClick(file, Qt::Key_C, Qt::ControlModifier);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), file->selectedText());
+
+  auto* status = find<QTextEdit>("statusLine");
+  QTest::mouseDClick(status->viewport(), Qt::LeftButton, {}, QPoint(4, 4));
+  EXPECT_EQ(status->textCursor().selectedText(), "Stopped"_s);
+  EXPECT_TRUE(status->isReadOnly());
+}
+
+TEST_F(InspectorTest, ShowsErrorsInRedToBeSelected) {
+  addPairs(3);
+  writeNothing();
+  scanRoot();
+  EXPECT_FALSE(shows("lastError"));
+  write();
+  EXPECT_TRUE(shows("lastError"));
+  EXPECT_TRUE(text("lastError").endsWith("(+2 more)"_s)) << text("lastError").toStdString();
+
+  auto* error = find<QTextEdit>("lastError");
+  const QColor colour = error->palette().color(QPalette::Text);
+  EXPECT_GT(colour.redF(), 2 * colour.greenF());
+  EXPECT_GT(colour.redF(), 2 * colour.blueF());
+  error->setFocus();
+  QTest::keyClick(error, Qt::Key_A, Qt::ControlModifier);
+  EXPECT_EQ(error->textCursor().selectedText(), model_->lastError());
+  scanRoot();
+  EXPECT_FALSE(shows("lastError"));
+}
+
+TEST_F(InspectorTest, HidesTheCurrentFileWhereThereIsNone) {
+  EXPECT_FALSE(shows("currentFile"));
+  addPair("a.jpg");
+  scanRoot();
+  EXPECT_FALSE(shows("currentFile"));
+}
+
+TEST_F(InspectorTest, ShowsLongNamesCutInTheMiddleAndWholeAsTooltip) {
+  startLongWrite(std::string(80, 'n') + "_");
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+  const auto* file = find<ElidedLabel>("currentFile");
+  EXPECT_THAT(file->text().toStdString(), testing::AllOf(testing::HasSubstr("…"), testing::EndsWith(".jpg")));
+  EXPECT_EQ(file->toolTip(), model_->currentFile());
+  EXPECT_LE(find("inspector")->width(), 360);
+}
+
+}  // namespace
+}  // namespace tollbrook

@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QHeaderView>
+#include <QLabel>
+#include <QScrollArea>
+#include <QTableView>
+#include <QTest>
+#include <QTextEdit>
+
+#include "Desktop/Support/WindowTest.h"
+#include "Support/Fixtures.h"
+#include "Tollbrook/Appearance.h"
+#include "Tollbrook/ElidedLabel.h"
+#include "Tollbrook/StatusPill.h"
+#include "Tollbrook/Typography.h"
+
+namespace tollbrook {
+namespace {
+
+using test::operator""_s;
+
+// The window with the system's font at these times its size, and whether it is as small as it gets.
+struct Setting {
+  double font;
+  bool smallest;
+};
+
+void PrintTo(const Setting& setting, std::ostream* out) {
+  *out << setting.font << (setting.smallest ? " smallest" : " usual");
+}
+
+class LargeTypeTest : public test::WindowTest, public testing::WithParamInterface<Setting> {
+ protected:
+  LargeTypeTest() : font_(GetParam().font) {}
+
+  void settle() {
+    if (GetParam().smallest) window_->resize(window_->minimumSizeHint());
+    // A height may follow from a width that followed from a height.
+    for (int round = 0; round < 5; ++round) QTest::qWait(1);
+  }
+
+  void expectNothingClipped() {
+    settle();
+    for (const QLabel* label : window_->findChildren<QLabel*>()) {
+      if (label->isVisible()) expectWhole(*label);
+    }
+    for (const QAbstractButton* button : window_->findChildren<QAbstractButton*>()) {
+      if (button->isVisible()) expectWhole(*button);
+    }
+    for (const QTextEdit* text : window_->findChildren<QTextEdit*>()) {
+      if (text->isVisible()) {
+        EXPECT_GE(text->height(), text->document()->size().height()) << name(*text);
+      }
+    }
+    for (const QWidget* widget : window_->findChildren<QWidget*>()) {
+      if (widget->isVisible() && widget->parentWidget() != nullptr) expectInsideParent(*widget);
+    }
+    const auto* scrolled = find<QScrollArea>("inspectorScroll");
+    EXPECT_LE(scrolled->widget()->width(), scrolled->viewport()->width());
+  }
+
+  static std::string name(const QWidget& widget) {
+    return std::string(widget.metaObject()->className()) + ' ' + widget.objectName().toStdString();
+  }
+
+ private:
+  static void expectWhole(const QLabel& label) {
+    const auto* elided = qobject_cast<const ElidedLabel*>(&label);
+    const int flags = label.wordWrap() ? Qt::TextWordWrap : 0;
+    const QRect needed =
+        label.fontMetrics().boundingRect(QRect(0, 0, label.width(), 100000), flags, label.text());
+    EXPECT_LE(needed.height(), label.height()) << name(label) << ": " << label.text().toStdString();
+    EXPECT_LE(needed.width(), label.width()) << name(label) << ": " << label.text().toStdString();
+    if (elided != nullptr && elided->text() != elided->fullText()) {
+      EXPECT_EQ(elided->toolTip(), elided->fullText());
+    }
+  }
+
+  static void expectWhole(const QAbstractButton& button) {
+    const QSize least = button.minimumSizeHint();
+    EXPECT_LE(least.width(), button.width()) << name(button) << ": " << button.text().toStdString();
+    const int height = button.hasHeightForWidth() ? button.heightForWidth(button.width()) : least.height();
+    EXPECT_LE(height, button.height()) << name(button) << ": " << button.text().toStdString();
+  }
+
+  static void expectInsideParent(const QWidget& widget) {
+    const QWidget& parent = *widget.parentWidget();
+    const bool scrolls = parent.objectName() == "qt_scrollarea_viewport"_s || widget.isWindow();
+    if (scrolls) return;
+    EXPECT_TRUE(parent.rect().contains(widget.geometry()))
+        << name(widget) << " at " << widget.x() << ' ' << widget.y() << ' ' << widget.width() << ' '
+        << widget.height() << " in " << name(parent) << ' ' << parent.width() << ' ' << parent.height();
+  }
+
+  const test::LargerFont font_;
+};
+
+INSTANTIATE_TEST_SUITE_P(FontsAndSizes, LargeTypeTest,
+                         testing::Values(Setting{1, false}, Setting{1, true}, Setting{1.5, true},
+                                         Setting{2, false}, Setting{2, true}));
+
+TEST_P(LargeTypeTest, ClipsNothingInTheWelcome) { expectNothingClipped(); }
+
+TEST_P(LargeTypeTest, ClipsNothingInAScannedFolder) {
+  addPairs(20);
+  addLonePhoto("lone.jpg");
+  test::writeFile(root() / "left.jpg.json", test::sidecarJson());
+  scanRoot();
+  expectNothingClipped();
+}
+
+TEST_P(LargeTypeTest, ClipsNothingInAFolderWithoutMedia) {
+  scanRoot();
+  expectNothingClipped();
+}
+
+TEST_P(LargeTypeTest, ClipsNothingOfLongNamesAndErrors) {
+  const std::filesystem::path folder = root() / std::string(90, 'f');
+  for (int number = 0; number < 3; ++number) {
+    test::writePair(folder / (std::string(85, 'n') + std::to_string(number) + ".jpg"), test::tinyJpeg());
+  }
+  RestoreOptions options = model_->options();
+  options.writeFileDates = false;
+  model_->setOptions(options);
+  model_->setFolder(folder);
+  ASSERT_TRUE(waitUntilIdle());
+  write();
+  ASSERT_FALSE(model_->lastError().isEmpty());
+  expectNothingClipped();
+  EXPECT_LE(find("inspector")->width(), 360);
+}
+
+TEST_P(LargeTypeTest, HasRoomForThePillsInTheirRows) {
+  addPair("a.jpg");
+  scanRoot();
+  settle();
+  const Appearance shades(QGuiApplication::palette());
+  const QFont font = Typography::font(Typography::TextStyle::captionSemibold);
+  for (const PairStatus status : {PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
+                                  PairStatus::fixed, PairStatus::error}) {
+    const QSize pill = StatusPill(status, font, shades).size();
+    EXPECT_LE(pill.height(), table()->rowHeight(0));
+    EXPECT_LE(pill.width() + 16, table()->columnWidth(3));
+  }
+  EXPECT_GE(table()->rowHeight(0), 28);
+  // All four columns are in sight.
+  EXPECT_LE(table()->horizontalHeader()->length(), table()->viewport()->width());
+}
+
+TEST(LargeFontTest, ReachesAWindowThatIsOpen) {
+  class OpenWindow : public test::WindowTest {
+   public:
+    void TestBody() override {}
+    int height(const char* name) { return find(name)->fontMetrics().height(); }
+    int statusHeight() { return find("statusLine")->height(); }
+  } window;
+  const int before = window.height("folderHint");
+  const int statusBefore = window.statusHeight();
+  const test::LargerFont font(2);
+  QTest::qWait(1);
+  EXPECT_NEAR(window.height("folderHint"), 2 * before, 2);
+  EXPECT_TRUE(test::waitUntil([&] { return window.statusHeight() > statusBefore; }));
+}
+
+}  // namespace
+}  // namespace tollbrook

@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "Tollbrook/RowFilter.h"
+
+namespace tollbrook {
+namespace {
+
+constexpr PairStatus statuses[] = {PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
+                                   PairStatus::fixed, PairStatus::error};
+
+std::vector<PairStatus> shownBy(RowFilter filter) {
+  std::vector<PairStatus> shown;
+  for (const PairStatus status : statuses) {
+    if (shows(filter, status)) shown.push_back(status);
+  }
+  return shown;
+}
+
+TEST(RowFilter, IsOfferedInThisOrderByTheseTexts) {
+  std::vector<QString> texts;
+  for (const RowFilter filter : rowFilters) texts.push_back(rawValue(filter));
+  EXPECT_EQ(texts, (std::vector<QString>{QStringLiteral("All"), QStringLiteral("Ready"),
+                                         QStringLiteral("No sidecar"), QStringLiteral("Problems")}));
+}
+
+TEST(RowFilter, IsFoundByItsExactTextOnly) {
+  for (const RowFilter filter : rowFilters) EXPECT_EQ(rowFilterFromRawValue(rawValue(filter)), filter);
+  EXPECT_EQ(rowFilterFromRawValue(QStringLiteral("all")), std::nullopt);
+  EXPECT_EQ(rowFilterFromRawValue(QString()), std::nullopt);
+}
+
+TEST(RowFilter, ShowsEveryPairForAll) {
+  EXPECT_EQ(shownBy(RowFilter::all), std::vector<PairStatus>(std::begin(statuses), std::end(statuses)));
+}
+
+TEST(RowFilter, CountsAFixedPairAsReady) {
+  EXPECT_EQ(shownBy(RowFilter::ready), (std::vector{PairStatus::ready, PairStatus::fixed}));
+}
+
+TEST(RowFilter, ShowsPairsWithoutSidecarAmongTheProblemsToo) {
+  EXPECT_EQ(shownBy(RowFilter::unmatched), std::vector{PairStatus::unmatched});
+  EXPECT_EQ(shownBy(RowFilter::problems), (std::vector{PairStatus::unmatched, PairStatus::error}));
+}
+
+}  // namespace
+}  // namespace tollbrook
