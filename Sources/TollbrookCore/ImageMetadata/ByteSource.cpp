@@ -17,6 +17,7 @@ namespace tollbrook::ImageMetadata {
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
+constexpr std::size_t windowSize = std::size_t{16} << 10;
 
 }  // namespace
 
@@ -55,6 +56,18 @@ FileSource::FileSource(int descriptor) : descriptor_(descriptor) {
 }
 
 void FileSource::readInside(std::uint64_t offset, char* bytes, std::size_t length) const {
+  if (length >= windowSize) return readFromFile(offset, bytes, length);
+  const bool isInWindow = offset >= windowOffset_ && offset - windowOffset_ <= window_.size() &&
+                          length <= window_.size() - (offset - windowOffset_);
+  if (!isInWindow) {
+    window_.resize(std::min<std::uint64_t>(windowSize, size() - offset));
+    windowOffset_ = offset;
+    readFromFile(offset, window_.data(), window_.size());
+  }
+  std::memcpy(bytes, window_.data() + (offset - windowOffset_), length);
+}
+
+void FileSource::readFromFile(std::uint64_t offset, char* bytes, std::size_t length) const {
   while (length > 0) {
     const ssize_t count = pread(descriptor_, bytes, length, static_cast<off_t>(offset));
     if (count == 0) throw Refused("the file was cut short while it was read");

@@ -58,8 +58,12 @@ class FileSource final : public ByteSource {
  private:
   void readInside(std::uint64_t offset, char* bytes, std::size_t length) const override;
   void copyInside(int descriptor, std::uint64_t offset, std::uint64_t length) const override;
+  void readFromFile(std::uint64_t offset, char* bytes, std::size_t length) const;
 
-  int descriptor_;
+  int descriptor_ = -1;
+  /// The part of the file that was read last: structures are read in many small steps.
+  mutable std::string window_;
+  mutable std::uint64_t windowOffset_ = 0;
 };
 
 /// Bytes in memory, which stay there longer.

@@ -41,6 +41,7 @@ class Editor {
   Editor(const ByteSource& file, const TargetTags& target);
 
   OutputPlan plan();
+  const Layout& layout() const { return layout_; }
 
  private:
   void editExif();
@@ -233,8 +234,8 @@ bool endsWithAbsolutePlaces(const ByteSource& file) {
 }
 
 /// Reads the new file as any reader would.
-void verify(const ByteSource& before, const ByteSource& after) {
-  const Layout old = readLayout(before), now = readLayout(after);
+void verify(const ByteSource& before, const Layout& old, const ByteSource& after) {
+  const Layout now = readLayout(after);
   const auto oldSegments = untouched(old), newSegments = untouched(now);
   bool isSound =
       oldSegments.size() == newSegments.size() && before.size() - old.scans == after.size() - now.scans;
@@ -252,8 +253,9 @@ bool recognizes(std::string_view start) { return start.starts_with("\xFF\xD8\xFF
 
 OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   if (endsWithAbsolutePlaces(file)) throw Refused("what follows the image must not be moved");
-  OutputPlan plan = Editor(file, target).plan();
-  verify(file, plan);
+  Editor editor(file, target);
+  OutputPlan plan = editor.plan();
+  verify(file, editor.layout(), plan);
   return plan;
 }
 

@@ -299,13 +299,13 @@ void Patcher::placeFields(const Planned& directory, std::map<std::uint16_t, std:
     const std::string value = encoded(field);
     const Place place = placeOf(old, field);
     std::string content = value;
-    if (place == Place::asItIs) {
-      content = old->field;
-    } else if (place == Place::overOld) {
-      put(old->value->offset, value + std::string(old->value->length - value.size(), '\0'));
-      content = old->field;
-    } else if (place == Place::appended) {
+    if (place == Place::appended) {
       content = number(append(value), reader_.offsetWidth());
+    } else if (place != Place::inEntry && old != nullptr) {
+      content = old->field;
+    }
+    if (place == Place::overOld && old != nullptr) {
+      put(old->value->offset, value + std::string(old->value->length - value.size(), '\0'));
     }
     if (place == Place::asItIs && !directory.isRebuilt) continue;
     newEntries[field.tag] = entryBytes(field.tag, field.type, countOf(field), std::move(content));
