@@ -1,5 +1,6 @@
 #include "Tollbrook/Appearance.h"
 
+#include <QGuiApplication>
 #include <algorithm>
 #include <cmath>
 
@@ -53,6 +54,17 @@ Appearance::Appearance(const QPalette& palette)
       secondaryText(legible(mixed(text, chrome, 0.35), chrome, text, 5.2)),
       tertiaryText(legible(mixed(text, chrome, 0.45), chrome, text, readable)),
       error(status(PairStatus::error)) {}
+
+const Appearance& Appearance::current() {
+  static QPalette palette = QGuiApplication::palette();
+  static Appearance appearance(palette);
+  const QPalette now = QGuiApplication::palette();
+  if (now.cacheKey() != palette.cacheKey()) {
+    palette = now;
+    appearance = Appearance(palette);
+  }
+  return appearance;
+}
 
 QColor Appearance::status(PairStatus status) const {
   const auto readableOn = [this](const QColor& hue) {

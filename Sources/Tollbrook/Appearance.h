@@ -17,6 +17,8 @@ QColor mixed(const QColor& a, const QColor& b, double share);
 /// contrast of 4.5:1 or more where it stands, save amber, which is given.
 struct Appearance {
   explicit Appearance(const QPalette& palette);
+  /// That of the application's palette now; kept until the palette changes. Main thread only.
+  static const Appearance& current();
 
   bool dark;
   QColor text;

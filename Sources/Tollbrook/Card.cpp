@@ -1,6 +1,5 @@
 #include "Tollbrook/Card.h"
 
-#include <QGuiApplication>
 #include <QPainter>
 
 #include "Tollbrook/Appearance.h"
@@ -25,12 +24,12 @@ Card::Card(const QString& name, const QColor& tint, QWidget* parent) : QWidget(p
 }
 
 void Card::paint(QWidget& widget, double radius, double emphasis) {
-  const Appearance shades(QGuiApplication::palette());
+  const Appearance& shades = Appearance::current();
   paintGround(widget, radius, mixed(shades.surface, shades.text, emphasis), shades.hairline);
 }
 
 void Card::paintEvent(QPaintEvent*) {
-  const Appearance shades(QGuiApplication::palette());
+  const Appearance& shades = Appearance::current();
   if (!tint_.isValid()) return paint(*this, defaultRadius);
   paintGround(*this, defaultRadius, mixed(shades.surface, tint_, 0.08), mixed(shades.hairline, tint_, 0.4));
 }

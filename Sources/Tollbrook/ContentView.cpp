@@ -59,7 +59,7 @@ QLayout* ContentView::makeToolbar(Actions& actions) {
 }
 
 void ContentView::paintEvent(QPaintEvent*) {
-  const Appearance shades(QGuiApplication::palette());
+  const Appearance& shades = Appearance::current();
   QPainter painter(this);
   const int bottom = toolbar_->geometry().bottom();
   painter.fillRect(0, 0, width(), bottom + 1, shades.chrome);

@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QFrame>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QMenu>
@@ -121,9 +120,7 @@ QWidget* DetailList::makeTable() {
   return table_;
 }
 
-void DetailList::paintEvent(QPaintEvent*) {
-  QPainter(this).fillRect(rect(), Appearance(QGuiApplication::palette()).surface);
-}
+void DetailList::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), Appearance::current().surface); }
 
 void DetailList::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);

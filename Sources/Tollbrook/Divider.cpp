@@ -1,6 +1,5 @@
 #include "Tollbrook/Divider.h"
 
-#include <QGuiApplication>
 #include <QPainter>
 
 #include "Tollbrook/Appearance.h"
@@ -9,8 +8,6 @@ namespace tollbrook {
 
 Divider::Divider(QWidget* parent) : QWidget(parent) { setFixedHeight(1); }
 
-void Divider::paintEvent(QPaintEvent*) {
-  QPainter(this).fillRect(rect(), Appearance(QGuiApplication::palette()).hairline);
-}
+void Divider::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), Appearance::current().hairline); }
 
 }  // namespace tollbrook

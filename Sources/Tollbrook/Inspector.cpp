@@ -109,7 +109,7 @@ QSize Inspector::minimumSizeHint() const {
 
 void Inspector::paintEvent(QPaintEvent*) {
   QPainter painter(this);
-  painter.fillRect(rect(), Appearance(QGuiApplication::palette()).chrome);
+  painter.fillRect(rect(), Appearance::current().chrome);
 }
 
 QWidget* Inspector::makeScrollingColumn() {

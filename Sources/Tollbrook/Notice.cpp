@@ -1,7 +1,6 @@
 #include "Tollbrook/Notice.h"
 
 #include <QAccessible>
-#include <QGuiApplication>
 #include <QPainter>
 
 #include "Tollbrook/Appearance.h"
@@ -26,7 +25,7 @@ void Notice::say(const QString& text) {
 }
 
 void Notice::paintEvent(QPaintEvent* event) {
-  const Appearance shades(QGuiApplication::palette());
+  const Appearance& shades = Appearance::current();
   QPainter painter(this);
   painter.fillRect(rect(), mixed(shades.surface, Palette::amber, 0.15));
   painter.fillRect(0, height() - 1, width(), 1, mixed(shades.hairline, Palette::amber, 0.4));

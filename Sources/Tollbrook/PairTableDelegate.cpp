@@ -1,7 +1,6 @@
 #include "Tollbrook/PairTableDelegate.h"
 
 #include <QEvent>
-#include <QGuiApplication>
 #include <QHelpEvent>
 #include <QPainter>
 #include <QTableView>
@@ -25,13 +24,13 @@ int iconSide() { return Typography::scaled(iconPoints); }
 }  // namespace
 
 PairTableDelegate::PairTableDelegate(const PairTableModel& model, QTableView& table)
-    : QStyledItemDelegate(&table), model_(model), table_(table), shades_(QGuiApplication::palette()) {
+    : QStyledItemDelegate(&table), model_(model), table_(table), shades_(Appearance::current()) {
   restyle();
   connect(&model_, &QAbstractItemModel::modelReset, this, &PairTableDelegate::forget);
 }
 
 void PairTableDelegate::restyle() {
-  shades_ = Appearance(QGuiApplication::palette());
+  shades_ = Appearance::current();
   textPen_ = QPen(shades_.text);
   absentPen_ = QPen(shades_.tertiaryText);
   selectedPen_ = QPen(Palette::ink);

@@ -1,6 +1,5 @@
 #include "Tollbrook/SegmentedPicker.h"
 
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QStyle>
@@ -35,7 +34,7 @@ QSize Segment::minimumSizeHint() const {
 }
 
 void Segment::paintEvent(QPaintEvent*) {
-  const Appearance shades(QGuiApplication::palette());
+  const Appearance& shades = Appearance::current();
   QStyleOptionButton option;
   initStyleOption(&option);
   QPainter painter(this);
@@ -89,7 +88,7 @@ void SegmentedPicker::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
-  painter.setBrush(Appearance(QGuiApplication::palette()).track);
+  painter.setBrush(Appearance::current().track);
   painter.drawRoundedRect(rect(), groundRadius, groundRadius);
 }
 

@@ -1,7 +1,6 @@
 #include "Tollbrook/SelectableText.h"
 
 #include <QEvent>
-#include <QGuiApplication>
 #include <QTextDocument>
 #include <QWheelEvent>
 #include <algorithm>
@@ -71,7 +70,7 @@ void SelectableText::wheelEvent(QWheelEvent* event) { event->ignore(); }
 
 void SelectableText::restyle() {
   setFont(Typography::font(style_));
-  const Appearance appearance(QGuiApplication::palette());
+  const Appearance& appearance = Appearance::current();
   QPalette shades;
   shades.setColor(QPalette::Text, tone_ == Tone::error ? appearance.error : appearance.secondaryText);
   setPalette(shades);

@@ -1,6 +1,5 @@
 #include "Tollbrook/Style.h"
 
-#include <QGuiApplication>
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyleFactory>
@@ -21,7 +20,7 @@ constexpr int focusRoom = 4;  ///< around a button, for the ring
 constexpr int scrollBarWidth = 12;
 constexpr int iconGap = 6;  ///< between a button's icon and its text
 
-Appearance appearance() { return Appearance(QGuiApplication::palette()); }
+const Appearance& appearance() { return Appearance::current(); }
 
 bool has(const QStyleOption& option, QStyle::StateFlag flag) { return option.state.testFlag(flag); }
 
@@ -67,7 +66,7 @@ bool isProminent(const QStyleOptionButton& button) {
 
 void drawButtonBevel(const QStyleOptionButton& button, QPainter* painter) {
   constexpr double radius = 7;
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   const QRectF body = QRectF(button.rect).adjusted(focusRoom, focusRoom, -focusRoom, -focusRoom);
   const bool enabled = has(button, QStyle::State_Enabled);
   if (isProminent(button)) {
@@ -80,7 +79,7 @@ void drawButtonBevel(const QStyleOptionButton& button, QPainter* painter) {
 }
 
 QColor buttonTextColour(const QStyleOptionButton& button) {
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   if (!has(button, QStyle::State_Enabled)) return shades.tertiaryText;
   return isProminent(button) ? Palette::ink : shades.text;
 }
@@ -105,7 +104,7 @@ void drawIconAndText(const QStyle& style, const QStyleOption& option, const QRec
 }
 
 void drawCheckBox(const QStyleOption& option, QPainter* painter) {
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   const bool enabled = has(option, QStyle::State_Enabled);
   const bool on = has(option, QStyle::State_On);
   const QRectF box = option.rect;
@@ -133,7 +132,7 @@ void drawProgressBar(const QStyleOptionProgressBar& bar, QPainter* painter) {
 }
 
 void drawToolButtonPanel(const QStyleOption& option, QPainter* painter) {
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   const QRectF body = QRectF(option.rect).adjusted(1, 1, -1, -1);
   const bool touched = option.state.testAnyFlags(QStyle::State_MouseOver | QStyle::State_Sunken);
   if (has(option, QStyle::State_Enabled) && touched) {
@@ -144,7 +143,7 @@ void drawToolButtonPanel(const QStyleOption& option, QPainter* painter) {
 
 void drawMenuBarItem(const QStyle& style, const QStyleOption& option, QPainter* painter) {
   const auto& item = *qstyleoption_cast<const QStyleOptionMenuItem*>(&option);
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   painter->fillRect(option.rect, shades.chrome);
   if (has(option, QStyle::State_Selected)) {
     drawRound(painter, QRectF(option.rect).adjusted(1, 1, -1, -1), 5, shades.track);
@@ -156,7 +155,7 @@ void drawMenuBarItem(const QStyle& style, const QStyleOption& option, QPainter* 
 }
 
 void drawHeaderSection(const QStyleOption& option, QPainter* painter) {
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   painter->fillRect(option.rect, answered(shades.surface, option));
   const QRect& rect = option.rect;
   painter->fillRect(QRect(rect.left(), rect.bottom(), rect.width(), 1), shades.hairline);
@@ -168,7 +167,7 @@ void drawHeaderSection(const QStyleOption& option, QPainter* painter) {
 
 void drawScrollBar(const QStyle& style, const QStyleOptionSlider& bar, QPainter* painter,
                    const QWidget* widget) {
-  const Appearance shades = appearance();
+  const Appearance& shades = appearance();
   if (bar.maximum <= bar.minimum) return;
   const QRectF slider = style.subControlRect(QStyle::CC_ScrollBar, &bar, QStyle::SC_ScrollBarSlider, widget);
   const bool held = bar.activeSubControls == QStyle::SC_ScrollBarSlider;
@@ -232,7 +231,7 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
   const auto* tool = qstyleoption_cast<const QStyleOptionToolButton*>(option);
   if (element == CE_ToolButtonLabel && tool != nullptr &&
       tool->toolButtonStyle == Qt::ToolButtonTextBesideIcon) {
-    const Appearance shades = appearance();
+    const Appearance& shades = appearance();
     return drawIconAndText(*this, *tool, tool->rect, tool->icon, tool->iconSize, tool->text,
                            has(*tool, State_Enabled) ? shades.text : shades.tertiaryText, painter);
   }
@@ -246,7 +245,7 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
     return QProxyStyle::drawControl(element, &label, painter, widget);
   }
   if (element == CE_ToolBar) {
-    const Appearance shades = appearance();
+    const Appearance& shades = appearance();
     painter->fillRect(option->rect, shades.chrome);
     const QRect& rect = option->rect;
     painter->fillRect(QRect(rect.left(), rect.bottom(), rect.width(), 1), shades.hairline);

@@ -1,7 +1,6 @@
 #include "Tollbrook/TextLabel.h"
 
 #include <QEvent>
-#include <QGuiApplication>
 
 #include "Tollbrook/Appearance.h"
 
@@ -22,7 +21,7 @@ void TextLabel::changeEvent(QEvent* event) {
 
 void TextLabel::restyle() {
   setFont(Typography::font(style_));
-  const Appearance appearance(QGuiApplication::palette());
+  const Appearance& appearance = Appearance::current();
   QPalette shades;
   shades.setColor(QPalette::WindowText, tone_ == Tone::primary     ? appearance.text
                                         : tone_ == Tone::secondary ? appearance.secondaryText

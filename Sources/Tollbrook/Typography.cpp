@@ -31,7 +31,7 @@ QFont semibold(double points) {
 
 QFont serif(double points) {
   QFont font = plain(points);
-  font.setFamilies({QStringLiteral("ui-serif"), QStringLiteral("New York"), QStringLiteral("serif")});
+  font.setFamilies({QStringLiteral("serif"), QStringLiteral("New York")});
   font.setStyleHint(QFont::Serif);
   font.setWeight(QFont::Normal);
   return font;
