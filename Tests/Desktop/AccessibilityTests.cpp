@@ -67,7 +67,8 @@ TEST_F(AccessibilityTest, GoesThroughAScannedFolderByTab) {
   scanRoot();
   EXPECT_THAT(tabOrder(), ElementsAre("folderCard"_s, "recursive"_s, "writeFileDates"_s, "writeEmbedded"_s,
                                       "writeCaptions"_s, "skipIfDatesMatch"_s, "deleteSidecars"_s,
-                                      "writeButton"_s, "statusLine"_s, "All"_s, "pairs"_s, "scanFolderToolButton"_s, "writeMetadataToolButton"_s));
+                                      "writeButton"_s, "statusLine"_s, "All"_s, "pairs"_s,
+                                      "scanFolderToolButton"_s, "writeMetadataToolButton"_s));
 }
 
 TEST_F(AccessibilityTest, WorksByKeyboardAlone) {
