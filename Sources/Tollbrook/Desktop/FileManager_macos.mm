@@ -1,7 +1,6 @@
-#include "Tollbrook/Desktop/FileManager.h"
-
 #import <AppKit/AppKit.h>
 
+#include "Tollbrook/Desktop/FileManager.h"
 #include "Tollbrook/Paths.h"
 
 namespace tollbrook {

@@ -1,9 +1,8 @@
-#include "Tollbrook/Desktop/FolderChooser.h"
-
 #import <AppKit/AppKit.h>
 
 #include <QUrl>
 
+#include "Tollbrook/Desktop/FolderChooser.h"
 #include "Tollbrook/Paths.h"
 
 namespace tollbrook {

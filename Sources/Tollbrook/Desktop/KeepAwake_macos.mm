@@ -1,6 +1,6 @@
-#include "Tollbrook/Desktop/KeepAwake.h"
-
 #import <Foundation/Foundation.h>
+
+#include "Tollbrook/Desktop/KeepAwake.h"
 
 namespace tollbrook {
 namespace {
