@@ -164,7 +164,8 @@ TEST_F(WindowTest, WritesStopsQuitsAndContinuesWhereItStopped) {
   program = application.start();
   ASSERT_TRUE(display_->focusWindow());
   ASSERT_TRUE(eventually([&] { return application.finishedCount(root_) > finishedBefore; }));
-  ASSERT_TRUE(eventually([&] { return application.phase(root_) == JobJournal::Phase::complete; }));
+  ASSERT_TRUE(eventually([&] { return application.phase(root_) == JobJournal::Phase::complete; },
+                         std::chrono::minutes(5)));
   display_->press("ctrl+q");
   EXPECT_EQ(program->wait(std::chrono::seconds(60)).status, 0);
 

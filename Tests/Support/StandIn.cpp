@@ -35,12 +35,13 @@ std::string StandIn::log() const {
   return std::filesystem::exists(folder_ / "log") ? readFile(folder_ / "log") : "";
 }
 
-bool eventually(const std::function<bool()>& condition) {
-  for (int i = 0; i < 3000; ++i) {
-    if (condition()) return true;
+bool eventually(const std::function<bool()>& condition, std::chrono::seconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  return false;
+  return true;
 }
 
 bool isHeld(const std::filesystem::path& file) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -27,8 +28,10 @@ class StandIn {
   TemporaryFolder folder_;
 };
 
-/// Waits until `condition` is true; false when it is not within half a minute.
-bool eventually(const std::function<bool()>& condition);
+/// Waits until `condition` is true; false when it is not within the limit, which a machine that does much
+/// else keeps, too.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::seconds limit = std::chrono::seconds(120));
 
 /// Whether some process holds the lock on `file`.
 bool isHeld(const std::filesystem::path& file);
