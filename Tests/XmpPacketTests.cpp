@@ -89,6 +89,27 @@ TEST(UpdatedXmp, LeavesWhatItCannotReadAlone) {
   }
 }
 
+TEST(UpdatedXmp, LeavesAPacketAloneThatIsNestedTooDeeply) {
+  constexpr int levels = 1000000;
+  std::string nested;
+  for (int i = 0; i < levels; ++i) nested += "<b>";
+  for (int i = 0; i < levels; ++i) nested += "</b>";
+  const std::string description =
+      "<dc:description><rdf:Alt><rdf:li>" + nested + "</rdf:li></rdf:Alt></dc:description>";
+  EXPECT_EQ(updatedXmp(packetOf("", description), everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, LeavesAPacketAloneThatHasTooManyAttributes) {
+  const auto withAttributes = [](int count) {
+    std::string attributes;
+    for (int i = 0; i < count; ++i) attributes += " a" + std::to_string(i) + "=\"\"";
+    return packetOf(
+        "", "<dc:description><rdf:Alt" + attributes + "><rdf:li>old</rdf:li></rdf:Alt></dc:description>");
+  };
+  EXPECT_NE(updatedXmp(withAttributes(1000), everything()), std::nullopt);
+  EXPECT_EQ(updatedXmp(withAttributes(1001), everything()), std::nullopt);
+}
+
 TEST(UpdatedXmpWithCaption, AddsADescriptionWhereNoneIs) {
   const auto packet = updatedXmpWithCaption(packetOf("", ""), everything());
   ASSERT_TRUE(packet);

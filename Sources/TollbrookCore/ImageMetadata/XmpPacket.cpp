@@ -198,12 +198,17 @@ pugi::xml_node rdfRoot(const pugi::xml_document& document) {
   return isNamed(root, rdf, "RDF") ? root : childNamed(root, rdf, "RDF");
 }
 
-/// Every look for the meaning of a prefix goes through the attributes of all elements above.
-bool hasTooManyAttributes(pugi::xml_node element) {
-  constexpr std::ptrdiff_t most = 1000;
-  const auto attributes = element.attributes();
-  return std::distance(attributes.begin(), attributes.end()) > most;
-}
+/// What any sound packet stays below. Every look for the meaning of a prefix goes through the attributes of
+/// all elements above, and pugixml removes elements by recursion.
+class SizeCheck final : public pugi::xml_tree_walker {
+ public:
+  bool for_each(pugi::xml_node& node) override {
+    constexpr int mostLevels = 100;
+    constexpr std::ptrdiff_t mostAttributes = 1000;
+    const auto attributes = node.attributes();
+    return depth() < mostLevels && std::distance(attributes.begin(), attributes.end()) <= mostAttributes;
+  }
+};
 
 std::optional<std::string> updated(std::string_view packet, const TargetTags& target, bool addsCaption) {
   const std::string_view element = elementIn(packet);
@@ -212,8 +217,8 @@ std::optional<std::string> updated(std::string_view packet, const TargetTags& ta
   constexpr unsigned flags = (pugi::parse_full & ~pugi::parse_doctype) | pugi::parse_ws_pcdata;
   if (!document.load_buffer(element.data(), element.size(), flags, pugi::encoding_utf8)) return std::nullopt;
   const pugi::xml_node root = rdfRoot(document);
-  if (!root || hasTooManyAttributes(root) || hasTooManyAttributes(root.parent())) return std::nullopt;
-  if (std::any_of(root.begin(), root.end(), hasTooManyAttributes)) return std::nullopt;
+  SizeCheck check;
+  if (!root || !document.traverse(check)) return std::nullopt;
 
   bool changed = false, hasCaption = false;
   pugi::xml_node firstDescription;
