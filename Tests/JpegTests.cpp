@@ -242,6 +242,25 @@ TEST(JpegPlan, RefusesATrailerWithAbsolutePlaces) {
   EXPECT_NE(refusalOf(tinyJpeg() + "AXS!" + std::string(8, '\0')), "");
 }
 
+/// A JPEG with a preview behind its end, whose distance from the EXIF header is in the maker note.
+std::string withPreviewBehind(std::int64_t tooFar) {
+  const auto withPlace = [](std::uint64_t place) {
+    Block block;
+    block.first = {BlockEntry::text(make, "A maker of cameras")};
+    block.exif = {BlockEntry::ofBytes(TiffTag::makerNote, TiffType::undefined,
+                                      "note" + numberBytes(place, 4, ByteOrder::big) + "more of it")};
+    return jpegWith(exifSegment(block.bytes()));
+  };
+  const std::uint64_t exifHeaderAt = endOfJfif + 10;
+  const auto distance = static_cast<std::int64_t>(withPlace(0).size() - exifHeaderAt);
+  return withPlace(static_cast<std::uint64_t>(distance + tooFar)) + tinyJpeg();
+}
+
+TEST(JpegPlan, RefusesATrailerThatTheMakerNoteLeadsTo) {
+  EXPECT_EQ(refusalOf(withPreviewBehind(0)), "what follows the image must not be moved");
+  EXPECT_EQ(refusalOf(withPreviewBehind(1)), "");
+}
+
 TEST(JpegPlan, RefusesAFileThatIsCutShort) {
   const std::string whole = jpegWith(exifSegment(cameraBlock()) + photoshopSegment(oldCaption));
   for (std::size_t length = 0; length < whole.size(); ++length) {

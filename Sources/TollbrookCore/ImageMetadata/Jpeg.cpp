@@ -6,6 +6,7 @@
 
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
+#include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 #include "TollbrookCore/ImageMetadata/MultiPicture.h"
 #include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
@@ -225,14 +226,6 @@ std::vector<Segment> untouched(const Layout& layout) {
   return segments;
 }
 
-/// The trailer of the AXS File Concatenation Protocol says where its parts lie from the start of the file.
-bool endsWithAbsolutePlaces(const ByteSource& file) {
-  constexpr std::uint64_t footerSize = 12;
-  if (file.size() < footerSize) return false;
-  const std::string footer = file.read(file.size() - footerSize, 4);
-  return footer == "AXS!" || footer == "AXS*";
-}
-
 /// Reads the new file as any reader would.
 void verify(const ByteSource& before, const Layout& old, const ByteSource& after) {
   const Layout now = readLayout(after);
@@ -252,9 +245,11 @@ void verify(const ByteSource& before, const Layout& old, const ByteSource& after
 bool recognizes(std::string_view start) { return start.starts_with("\xFF\xD8\xFF"); }
 
 OutputPlan plan(const ByteSource& file, const TargetTags& target) {
-  if (endsWithAbsolutePlaces(file)) throw Refused("what follows the image must not be moved");
   Editor editor(file, target);
   OutputPlan plan = editor.plan();
+  if (!plan.isUnchanged() && trailerMustNotMove(file, editor.layout())) {
+    throw Refused("what follows the image must not be moved");
+  }
   verify(file, editor.layout(), plan);
   return plan;
 }

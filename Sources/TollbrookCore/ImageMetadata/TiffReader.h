@@ -22,8 +22,8 @@ constexpr std::uint16_t subfileType = 0x00FE, imageDescription = 0x010E, stripOf
                         exifIfd = 0x8769, gpsIfd = 0x8825, interopIfd = 0xA005;
 constexpr std::uint16_t exifVersion = 0x9000, dateTimeOriginal = 0x9003, dateTimeDigitized = 0x9004,
                         offsetTimeOriginal = 0x9011, offsetTimeDigitized = 0x9012,
-                        componentsConfiguration = 0x9101, flashpixVersion = 0xA000, colorSpace = 0xA001,
-                        pixelXDimension = 0xA002, pixelYDimension = 0xA003;
+                        componentsConfiguration = 0x9101, makerNote = 0x927C, flashpixVersion = 0xA000,
+                        colorSpace = 0xA001, pixelXDimension = 0xA002, pixelYDimension = 0xA003;
 constexpr std::uint16_t gpsVersionId = 0, gpsLatitudeRef = 1, gpsLatitude = 2, gpsLongitudeRef = 3,
                         gpsLongitude = 4, gpsAltitudeRef = 5, gpsAltitude = 6, gpsProcessingMethod = 0x1B;
 }  // namespace TiffTag
