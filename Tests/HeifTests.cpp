@@ -392,6 +392,15 @@ TEST(Heif, RefusesAFileThatIsCutAnywhere) {
   }
 }
 
+TEST(Heif, RefusesMoreReferencesThanAnyFileHas) {
+  ReferenceTable table;
+  const std::vector<ItemId> most(65535, 2);
+  table.references.assign(4, {"dimg", 1, most});
+  EXPECT_NO_THROW(ReferenceTable::parse(table.content()));
+  table.references.push_back({"dimg", 1, most});
+  EXPECT_THROW(ReferenceTable::parse(table.content()), Refused);
+}
+
 TEST(Heif, SurvivesEveryWrongByte) {
   HeifShape shape = withExif();
   shape.groups.push_back({"altr", 50, {1}});

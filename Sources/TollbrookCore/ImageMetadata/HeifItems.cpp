@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::size_t narrowId = 2;
 constexpr std::size_t wideId = 4;
+// A grid of images has as many tiles as 16 bits count; nothing real comes near this.
+constexpr std::uint64_t mostReferences = std::uint64_t{1} << 18;
 
 std::size_t checkedWidth(std::uint64_t width) {
   if (width != 0 && width != 4 && width != 8) throw Refused("an item location has a field of an odd width");
@@ -170,10 +172,13 @@ ReferenceTable ReferenceTable::parse(std::string_view content) {
   table.header = FullHeader::read(fields);
   if (table.header.version > 1) throw Refused("the item references have an unknown form");
   const std::size_t width = table.header.version == 0 ? narrowId : wideId;
+  std::uint64_t total = 0;
   for (const Box& box : boxesIn(fields.rest())) {
     FieldReader inner(box.content);
     Reference reference{box.type, inner.number32(width), {}};
     const std::uint64_t count = inner.number(2);
+    total += count;
+    if (total > mostReferences) throw Refused("there are too many references");
     for (std::uint64_t i = 0; i < count; ++i) reference.to.push_back(inner.number32(width));
     requireEnd(inner);
     table.references.push_back(std::move(reference));
