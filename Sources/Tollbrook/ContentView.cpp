@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QSplitter>
 #include <QToolBar>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "Tollbrook/Actions.h"
@@ -17,6 +18,22 @@
 #include "Tollbrook/Inspector.h"
 
 namespace tollbrook {
+namespace {
+
+bool offersAFile(const QMimeData& data) {
+  const QList<QUrl> urls = data.urls();
+  return !urls.isEmpty() && urls.front().isLocalFile();
+}
+
+// What is dropped here stays where it is, whatever the program that it comes from proposes: after a move that
+// program might delete it.
+void acceptAsCopy(QDropEvent& event) {
+  event.setDropAction(Qt::CopyAction);
+  event.accept();
+}
+
+}  // namespace
+
 ContentView::ContentView(AppModel& model, Actions& actions, FileManager& fileManager, QWidget* parent)
     : QWidget(parent), model_(model), dropFrame_(new DropFrame(this)) {
   setObjectName(QStringLiteral("contentView"));
@@ -67,16 +84,18 @@ void ContentView::paintEvent(QPaintEvent*) {
 }
 
 void ContentView::dragEnterEvent(QDragEnterEvent* event) {
-  if (!event->mimeData()->hasUrls()) return;
-  event->acceptProposedAction();
+  if (!offersAFile(*event->mimeData())) return;
+  acceptAsCopy(*event);
   setDropTargeted(true);
 }
+
+void ContentView::dragMoveEvent(QDragMoveEvent* event) { acceptAsCopy(*event); }
 
 void ContentView::dragLeaveEvent(QDragLeaveEvent*) { setDropTargeted(false); }
 
 void ContentView::dropEvent(QDropEvent* event) {
   setDropTargeted(false);
-  if (model_.acceptDrop(event->mimeData()->urls())) event->acceptProposedAction();
+  if (model_.acceptDrop(event->mimeData()->urls())) acceptAsCopy(*event);
 }
 
 void ContentView::resizeEvent(QResizeEvent* event) {

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <QApplication>
+#include <QDragEnterEvent>
 #include <QMimeData>
 #include <QSplitter>
 #include <QTest>
@@ -108,6 +110,27 @@ TEST_F(ContentViewTest, ShowsNoFrameForWhatIsNoFile) {
   text.setText("a word"_s);
   dragOver(text);
   EXPECT_FALSE(find<ContentView>("contentView")->dropTargeted());
+}
+
+TEST_F(ContentViewTest, ShowsNoFrameForALinkToElsewhere) {
+  QMimeData link;
+  link.setUrls({QUrl("https://photos.example/album"_s)});
+  dragOver(link);
+  EXPECT_FALSE(find<ContentView>("contentView")->dropTargeted());
+}
+
+TEST_F(ContentViewTest, CopiesWhatIsDroppedEvenIfAMoveIsProposed) {
+  const auto data = dragged({root()});
+  QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction | Qt::MoveAction, data.get(), Qt::LeftButton,
+                        Qt::ShiftModifier);
+  ASSERT_EQ(enter.proposedAction(), Qt::MoveAction);
+  QApplication::sendEvent(find("contentView"), &enter);
+  QDropEvent drop(QPointF(50, 50), Qt::CopyAction | Qt::MoveAction, data.get(), Qt::LeftButton,
+                  Qt::ShiftModifier);
+  QApplication::sendEvent(find("contentView"), &drop);
+  EXPECT_TRUE(drop.isAccepted());
+  EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
+  ASSERT_TRUE(waitUntil([this] { return model_->report().has_value(); }));
 }
 
 TEST_F(ContentViewTest, TakesADroppedFolder) {
