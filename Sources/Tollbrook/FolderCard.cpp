@@ -20,6 +20,7 @@ using Typography::TextStyle;
 FolderCard::FolderCard(QWidget* parent)
     : QAbstractButton(parent),
       name_(new ElidedLabel(QString(), TextStyle::bodySemibold, TextLabel::Tone::primary, this)),
+      request_(new TextLabel(tr("Choose a folder"), TextStyle::bodySemibold, TextLabel::Tone::primary, this)),
       hint_(new TextLabel(tr("Google Takeout unzip, or a Ferrywell download."), TextStyle::callout,
                           TextLabel::Tone::secondary, this)) {
   setObjectName(QStringLiteral("folderCard"));
@@ -29,15 +30,19 @@ FolderCard::FolderCard(QWidget* parent)
   // A button would else never get narrower than a long name asks for.
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
   name_->setObjectName(QStringLiteral("folderName"));
+  request_->setObjectName(QStringLiteral("folderRequest"));
+  request_->setWordWrap(true);
   hint_->setObjectName(QStringLiteral("folderHint"));
   hint_->setWordWrap(true);
   // The card is the button, whichever part of it is under the pointer.
   name_->setAttribute(Qt::WA_TransparentForMouseEvents);
+  request_->setAttribute(Qt::WA_TransparentForMouseEvents);
   hint_->setAttribute(Qt::WA_TransparentForMouseEvents);
 
   auto* words = new QVBoxLayout;
   words->setSpacing(2);
   words->addWidget(name_);
+  words->addWidget(request_);
   words->addWidget(hint_);
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(12, 12, 8, 12);
@@ -49,10 +54,12 @@ FolderCard::FolderCard(QWidget* parent)
 }
 
 void FolderCard::setFolder(const std::optional<std::filesystem::path>& folder) {
-  name_->setFullText(folder ? Paths::shownName(*folder) : tr("Choose a folder"));
+  if (folder) name_->setFullText(Paths::shownName(*folder));
+  name_->setVisible(folder.has_value());
+  request_->setVisible(!folder);
   hint_->setVisible(!folder);
   setToolTip(folder ? Paths::toolTip(Paths::shown(*folder)) : QString());
-  setAccessibleName(name_->fullText());
+  setAccessibleName(folder ? name_->fullText() : request_->text());
   setAccessibleDescription(folder ? Paths::shown(*folder) : hint_->text());
   updateGeometry();
 }

@@ -23,6 +23,7 @@ class FolderCard : public QAbstractButton {
 
  private:
   ElidedLabel* name_;
+  TextLabel* request_;  ///< in place of the name, and wrapped where that is cut
   TextLabel* hint_;
 };
 

@@ -100,7 +100,10 @@ INSTANTIATE_TEST_SUITE_P(FontsAndSizes, LargeTypeTest,
                          testing::Values(Setting{1, false}, Setting{1, true}, Setting{1.5, true},
                                          Setting{2, false}, Setting{2, true}));
 
-TEST_P(LargeTypeTest, ClipsNothingInTheWelcome) { expectNothingClipped(); }
+TEST_P(LargeTypeTest, ClipsNothingInTheWelcome) {
+  expectNothingClipped();
+  EXPECT_TRUE(labels("folderCard").contains("Choose a folder"_s));
+}
 
 TEST_P(LargeTypeTest, ClipsNothingInAScannedFolder) {
   addPairs(20);
