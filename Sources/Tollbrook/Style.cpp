@@ -154,6 +154,12 @@ void drawMenuBarItem(const QStyle& style, const QStyleOption& option, QPainter* 
                      has(option, QStyle::State_Enabled), item.text, QPalette::WindowText);
 }
 
+void drawMenuPanel(const QRect& rect, QPainter* painter) {
+  const Appearance& shades = appearance();
+  painter->fillRect(rect, shades.hairline);
+  painter->fillRect(rect.adjusted(1, 1, -1, -1), shades.chrome);
+}
+
 void drawHeaderSection(const QStyleOption& option, QPainter* painter) {
   const Appearance& shades = appearance();
   painter->fillRect(option.rect, answered(shades.surface, option));
@@ -206,6 +212,9 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
       return;
     case PE_PanelButtonTool:
       return drawToolButtonPanel(*option, painter);
+    case PE_PanelMenu:
+      return drawMenuPanel(option->rect, painter);
+    case PE_FrameMenu:
     case PE_FrameDefaultButton:
     case PE_FrameStatusBarItem:
       return;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QTextEdit>
 #include <memory>
 
@@ -112,6 +113,15 @@ TEST(StatusPillTest, IsAsLargeAsItsLabelAndItsPadding) {
 }
 
 class AppearanceOfTheWindowTest : public test::WindowTest {};
+
+TEST_F(AppearanceOfTheWindowTest, SetsMenusOffFromWhatTheyCover) {
+  const test::DarkAppearance dark;
+  auto* menu = find<QMenu>("fileMenu");
+  const QImage image = menu->grab().toImage();
+  const QColor edge = image.pixelColor(0, image.height() / 2);
+  EXPECT_GT(contrast(edge, Appearance::current().surface), 1.3);
+  EXPECT_GT(contrast(edge, Appearance::current().chrome), 1.2);
+}
 
 TEST_F(AppearanceOfTheWindowTest, FollowsTheSystemFromLightToDark) {
   addPair("a.jpg");

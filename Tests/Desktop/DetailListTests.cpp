@@ -7,6 +7,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <QTextEdit>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Support/CommandLine.h"
@@ -251,6 +252,9 @@ TEST_F(DetailListTest, ShowsOnlyTheSampleOfACappedScan) {
   ASSERT_TRUE(model_->report()->listCapped);
   EXPECT_EQ(table()->model()->rowCount(), 4000);
   EXPECT_EQ(shown(), "4000 shown"_s);
+  EXPECT_EQ(find<QTextEdit>("statusLine")->toPlainText(),
+            "1 of 4004 files have sidecar metadata. Showing a sample of 4000 — every nested folder is still "
+            "included when writing."_s);
 }
 
 }  // namespace
