@@ -10,6 +10,7 @@
 #include "Tollbrook/ContentView.h"
 #include "Tollbrook/Notice.h"
 #include "Tollbrook/Paths.h"
+#include "TollbrookCore/Summary.h"
 
 namespace tollbrook {
 
@@ -28,6 +29,7 @@ MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* paren
   // Queued: the model has more to say about the end of its work.
   connect(&model_, &AppModel::isApplyingChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::isScanningChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
+  connect(&model_, &AppModel::outcomeChanged, this, &MainWindow::showResult, Qt::QueuedConnection);
 }
 
 void MainWindow::addMenus() {
@@ -65,6 +67,7 @@ void MainWindow::bringToFront() {
 }
 
 void MainWindow::sayBusy(const std::filesystem::path& folder) {
+  noticeIsResult_ = false;
   const QString other = Paths::shownName(folder);
   notice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
                                      .arg(Paths::shownName(*model_.folder()), other)
@@ -81,9 +84,22 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::followWork() {
-  if (!model_.isScanning() && !model_.isApplying()) notice_->hide();
+  if (!model_.isScanning() && !model_.isApplying() && !noticeIsResult_) notice_->hide();
   // A finished run may have begun to scan its folder again; nobody waits for that.
   if (isClosing_ && !model_.isApplying()) close();
+}
+
+// Where a scan follows the run, it takes the status line at once, and what the run did would be seen by
+// nobody.
+void MainWindow::showResult() {
+  const auto& outcome = model_.outcome();
+  if (outcome && model_.isScanning()) {
+    noticeIsResult_ = true;
+    notice_->say(QString::fromStdString(summarize(*outcome)));
+  } else if (!outcome && noticeIsResult_) {
+    noticeIsResult_ = false;
+    notice_->hide();
+  }
 }
 
 }  // namespace tollbrook

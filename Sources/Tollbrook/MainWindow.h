@@ -37,10 +37,12 @@ class MainWindow : public QMainWindow {
   void addMenus();
   void addContent(FileManager& fileManager);
   void followWork();
+  void showResult();
 
   AppModel& model_;
   Actions* actions_;
   Notice* notice_ = nullptr;
+  bool noticeIsResult_ = false;
   QTimer* patience_;
   bool isClosing_ = false;
 };

@@ -4,7 +4,7 @@
 
 namespace tollbrook {
 
-/// A line across the top of the window about something that happened outside it, hidden until it has
+/// A line across the top of the window about what the rest of it has no place for, hidden until it has
 /// something to say. Screen readers speak it at once.
 class Notice : public TextLabel {
   Q_OBJECT

@@ -239,6 +239,20 @@ TEST_F(TollbrookAppTest, SaysThatItIsBusyToALaterStart) {
   lock.release();
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_EQ(model().folder(), root());
+  EXPECT_TRUE(waitUntil([&] { return notice->text() == "1 dated"_s; })) << notice->text().toStdString();
+}
+
+TEST_F(TollbrookAppTest, GoesOnSayingWhatARunDidWhileTheFolderIsScannedAgain) {
+  addPair("a.jpg");
+  addPair("b.jpg");
+  open(root());
+  const auto* notice = window().findChild<QLabel*>("notice"_s);
+  model().apply();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model().statusLine(), "2 of 2 files have sidecar metadata."_s);
+  EXPECT_TRUE(waitUntil([&] { return notice->isVisible(); }));
+  EXPECT_EQ(notice->text(), "2 dated"_s);
+  model().setFolder(temporary_.path());
   EXPECT_TRUE(waitUntil([&] { return !notice->isVisible(); }));
 }
 
