@@ -134,7 +134,10 @@ bool isMandatory(const std::string& tag, const Metadata& before) {
 }
 
 /// Where things lie, which changes when something before them grows.
-bool isPlace(const std::string& tag) { return tag.starts_with("MPImage") && tag.ends_with(":MPImageStart"); }
+bool isPlace(const std::string& tag) {
+  static const std::regex places("MPImage[0-9]+:MPImageStart|MPImage1:MPImageLength");
+  return std::regex_match(tag, places);
+}
 
 /// Of a TIFF file the first page is kept.
 bool isOfLaterPage(const std::string& tag, const std::string& name) {

@@ -157,35 +157,44 @@ TEST(JpegPlan, RefusesSeveralExifSegments) {
   EXPECT_EQ(refusalOf(jpegWith(twice)), "there are several Exif segments");
 }
 
-std::string pictureIndex(std::uint64_t place) {
+std::string pictureIndex(std::uint64_t firstLength, std::uint64_t place) {
   Block block;
   block.order = ByteOrder::big;
   std::string entries(32, '\0');
+  entries.replace(4, 4, numberBytes(firstLength, 4, ByteOrder::big));
   entries.replace(16 + 8, 4, numberBytes(place, 4, ByteOrder::big));
   block.first = {BlockEntry::ofBytes(pictureEntries, TiffType::undefined, entries)};
   return block.bytes();
 }
 
-/// A file of two pictures, the index of which lies before or behind the Exif segment.
-std::string twoPictures(bool indexIsFirst) {
+/// A file of two pictures, the index of which lies before or behind the Exif segment and takes the first to
+/// be `lengthError` bytes longer than it is.
+std::string twoPictures(bool indexIsFirst, std::int64_t lengthError = 0, const std::string& fill = {}) {
   const std::string exif = exifSegment(cameraBlock());
-  const auto build = [&](std::uint64_t place) {
-    const std::string index = segmentBytes(app2, std::string(mpfHeader) + pictureIndex(place));
+  const auto build = [&](std::uint64_t firstLength, std::uint64_t place) {
+    const std::string index =
+        fill + segmentBytes(app2, std::string(mpfHeader) + pictureIndex(firstLength, place));
     return jpegWith(indexIsFirst ? index + exif : exif + index);
   };
-  const std::string first = build(0);
+  const std::string first = build(0, 0);
   const std::size_t indexAt = first.find(mpfHeader) + mpfHeader.size();
-  return build(first.size() - indexAt) + tinyJpeg();
+  const std::int64_t length = static_cast<std::int64_t>(first.size()) + lengthError;
+  return build(static_cast<std::uint64_t>(length), first.size() - indexAt) + tinyJpeg();
 }
+
+/// A number in the index: `offset` counts from the start of the entries.
+std::uint64_t numberInIndex(const std::string& file, std::uint64_t offset) {
+  const std::string index = file.substr(file.find(mpfHeader) + mpfHeader.size());
+  const MemorySource source(index);
+  const TiffReader reader(source);
+  return reader.numberIn(index, reader.first().find(pictureEntries)->value->offset + offset, 4);
+}
+
+std::uint64_t lengthOfFirst(const std::string& file) { return numberInIndex(file, 4); }
 
 /// What the index calls the second picture.
 std::string secondPicture(const std::string& file) {
-  const std::size_t indexAt = file.find(mpfHeader) + mpfHeader.size();
-  const std::string index = file.substr(indexAt);
-  const MemorySource source(index);
-  const TiffReader reader(source);
-  const std::uint64_t entries = reader.first().find(pictureEntries)->value->offset;
-  return file.substr(indexAt + reader.numberIn(index, entries + 16 + 8, 4));
+  return file.substr(file.find(mpfHeader) + mpfHeader.size() + numberInIndex(file, 16 + 8));
 }
 
 TEST(JpegPlan, KeepsFurtherPicturesWithinReach) {
@@ -196,6 +205,37 @@ TEST(JpegPlan, KeepsFurtherPicturesWithinReach) {
     EXPECT_GT(after.size(), before.size());
     EXPECT_EQ(secondPicture(after), tinyJpeg()) << indexIsFirst;
   }
+}
+
+TEST(JpegPlan, KeepsTheLengthOfTheFirstPictureRight) {
+  for (const bool indexIsFirst : {true, false}) {
+    for (const std::string& fill : {std::string(), std::string(3, '\xFF')}) {
+      const std::string before = twoPictures(indexIsFirst, 0, fill);
+      ASSERT_EQ(lengthOfFirst(before), before.size() - tinyJpeg().size());
+      const std::string after = written(before);
+      EXPECT_GT(after.size(), before.size());
+      EXPECT_EQ(lengthOfFirst(after), after.size() - tinyJpeg().size()) << indexIsFirst;
+      EXPECT_EQ(secondPicture(after), tinyJpeg()) << indexIsFirst;
+      EXPECT_TRUE(staysAsItIs(after));
+    }
+  }
+}
+
+TEST(JpegPlan, LeavesALengthOfTheFirstPictureAloneThatWasWrong) {
+  for (const bool indexIsFirst : {true, false}) {
+    const auto length = static_cast<std::int64_t>(twoPictures(indexIsFirst).size() - tinyJpeg().size());
+    for (const std::int64_t error : {-length, 20 - length, std::int64_t{1}, std::int64_t{1000000}}) {
+      const std::string before = twoPictures(indexIsFirst, error);
+      const std::string after = written(before);
+      EXPECT_EQ(lengthOfFirst(after), lengthOfFirst(before)) << error;
+      EXPECT_EQ(secondPicture(after), tinyJpeg()) << error;
+    }
+  }
+}
+
+TEST(JpegPlan, KeepsABrokenIndexBehindWhichNothingGrows) {
+  const std::string broken = segmentBytes(app2, std::string(mpfHeader) + "no index");
+  EXPECT_THAT(written(jpegWith(exifSegment(cameraBlock()) + broken)), HasSubstr(broken));
 }
 
 TEST(JpegPlan, RefusesAnIndexThatItCannotFollow) {

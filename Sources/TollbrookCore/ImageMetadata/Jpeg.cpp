@@ -205,13 +205,27 @@ std::int64_t Editor::growthFrom(std::size_t segment) const {
   return growth;
 }
 
-// The further pictures are found by their distance from the index, which grows with what lies between.
+// The further pictures are found by their distance from the index, which grows with what lies between; the
+// length of the first picture grows with everything.
 void Editor::followMultiPicture() {
-  for (const std::size_t segment : segmentsOf(app2, mpfHeader)) {
-    const std::int64_t growth = growthFrom(segment + 1);
-    if (growth == 0) continue;
-    const std::string old = payload(segment);
-    setPayload(segment, std::string(mpfHeader) + movedPictures(old.substr(mpfHeader.size()), growth));
+  for (const std::size_t index : segmentsOf(app2, mpfHeader)) {
+    const Segment& segment = layout_.segments[index];
+    const MultiPictureMove move{.indexOffset = segment.payloadOffset + mpfHeader.size(),
+                                .scans = layout_.scans,
+                                .fileSize = file_.size(),
+                                .growth = growthFrom(0),
+                                .growthBehind = growthFrom(index + 1)};
+    if (move.growth == 0 && move.growthBehind == 0) continue;
+    const std::string old = payload(index).substr(mpfHeader.size());
+    try {
+      const std::string moved = movedPictures(old, move);
+      if (moved == old) continue;
+      // Whatever fills up the space before the segment stays, so that nothing moves once more.
+      const std::uint64_t start = segment.offset;
+      replaced_[index] = file_.read(start, move.indexOffset - start) + moved;
+    } catch (const Refused&) {
+      if (move.growthBehind != 0) throw;  // else every place in it is as right as it was
+    }
   }
 }
 
