@@ -78,6 +78,19 @@ TEST(UpdatedXmp, SetsTheDefaultLanguageOfADescription) {
                                  "&lt;new&gt; &amp; \"better\"\ncaption</rdf:li>"));
 }
 
+TEST(UpdatedXmp, AddsTheDefaultLanguageToAnEmptyDescription) {
+  for (const char* const alternatives : {"<rdf:Alt/>", "<rdf:Alt>\n </rdf:Alt>"}) {
+    const std::string before =
+        packetOf("", std::string("<dc:description>") + alternatives + "</dc:description>");
+    const auto packet = updatedXmp(before, everything());
+    ASSERT_TRUE(packet);
+    EXPECT_THAT(*packet, HasSubstr("<rdf:li xml:lang=\"x-default\">a &lt;new&gt; &amp; \"better\"\ncaption"
+                                   "</rdf:li></rdf:Alt></dc:description>"));
+    EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt);
+    EXPECT_EQ(updatedXmpWithCaption(before, everything()), packet);
+  }
+}
+
 TEST(UpdatedXmp, LeavesWhatItCannotReadAlone) {
   const std::string good = packetOf(" xap:CreateDate=\"1\"", "");
   EXPECT_EQ(updatedXmp("", everything()), std::nullopt);

@@ -120,6 +120,13 @@ bool setText(pugi::xml_node element, const std::string& value) {
   return true;
 }
 
+void addDefaultItem(pugi::xml_node alternatives, const std::string& value) {
+  const std::string name = alternatives.name();
+  pugi::xml_node item = alternatives.append_child((name.substr(0, name.find(':') + 1) + "li").c_str());
+  item.append_attribute("xml:lang") = "x-default";
+  item.text().set(value.c_str());
+}
+
 bool setAlternative(pugi::xml_node alternatives, const std::string& value) {
   pugi::xml_node chosen;
   for (const pugi::xml_node item : alternatives.children()) {
@@ -127,7 +134,9 @@ bool setAlternative(pugi::xml_node alternatives, const std::string& value) {
     const std::string_view language = item.attribute("xml:lang").value();
     if (!chosen || language == "x-default") chosen = item;
   }
-  return chosen && setText(chosen, value);
+  if (chosen) return setText(chosen, value);
+  addDefaultItem(alternatives, value);
+  return true;
 }
 
 bool hasElements(pugi::xml_node element) {
@@ -173,9 +182,7 @@ void addDescription(pugi::xml_node description, const std::string& caption) {
   const std::string prefix = rdfName.substr(0, rdfName.find(':') + 1);
   pugi::xml_node property = description.append_child("dc:description");
   property.append_attribute("xmlns:dc") = std::string(dc).c_str();
-  pugi::xml_node item = property.append_child((prefix + "Alt").c_str()).append_child((prefix + "li").c_str());
-  item.append_attribute("xml:lang") = "x-default";
-  item.text().set(caption.c_str());
+  addDefaultItem(property.append_child((prefix + "Alt").c_str()), caption);
 }
 
 /// The range of the outermost element in the packet, between its processing instructions.
