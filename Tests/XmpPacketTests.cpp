@@ -91,6 +91,46 @@ TEST(UpdatedXmp, AddsTheDefaultLanguageToAnEmptyDescription) {
   }
 }
 
+TEST(UpdatedXmp, SaysThatAnAltitudeIsBelowSeaLevel) {
+  const std::string attribute = packetOf(" exif:GPSAltitude=\"7/1\"", "");
+  const auto asAttribute = updatedXmp(attribute, everything());
+  ASSERT_TRUE(asAttribute);
+  EXPECT_THAT(*asAttribute, HasSubstr("exif:GPSAltitude=\"355000/10000\" exif:GPSAltitudeRef=\"1\""));
+  EXPECT_EQ(updatedXmp(*asAttribute, everything()), std::nullopt);
+
+  const auto asElement = updatedXmp(packetOf("", "<exif:GPSAltitude>7/1</exif:GPSAltitude>"), everything());
+  ASSERT_TRUE(asElement);
+  EXPECT_THAT(*asElement, HasSubstr("<exif:GPSAltitude>355000/10000</exif:GPSAltitude>"
+                                    "<exif:GPSAltitudeRef>1</exif:GPSAltitudeRef>"));
+  EXPECT_EQ(updatedXmp(*asElement, everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, DeclaresTheNamespaceOfAnAltitudeRefWhereItIsUnknown) {
+  const std::string declaration = " xmlns:e=\"http://ns.adobe.com/exif/1.0/\"";
+  const auto packet =
+      updatedXmp(packetOf("", "<e:GPSAltitude" + declaration + ">7/1</e:GPSAltitude>"), everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, HasSubstr("<e:GPSAltitudeRef" + declaration + ">1</e:GPSAltitudeRef>"));
+  EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, AddsNoAltitudeRefWhereNoneIsMissing) {
+  TargetTags above = everything();
+  above.position->altitude = 12;
+  const auto packet = updatedXmp(packetOf(" exif:GPSAltitude=\"7/1\"", ""), above);
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, Not(HasSubstr("GPSAltitudeRef")));
+
+  std::string inTwo = packetOf(" exif:GPSAltitude=\"7/1\"", "");
+  inTwo.insert(inTwo.find(" </rdf:RDF>"),
+               "<rdf:Description rdf:about=\"uuid:1\" xmlns:exif=\"http://ns.adobe.com/exif/1.0/\" "
+               "exif:GPSAltitudeRef=\"0\"/>");
+  const auto updated = updatedXmp(inTwo, everything());
+  ASSERT_TRUE(updated);
+  EXPECT_THAT(*updated, HasSubstr("exif:GPSAltitudeRef=\"1\"/>"));
+  EXPECT_EQ(updated->find("GPSAltitudeRef"), updated->rfind("GPSAltitudeRef"));
+}
+
 TEST(UpdatedXmp, LeavesWhatItCannotReadAlone) {
   const std::string good = packetOf(" xap:CreateDate=\"1\"", "");
   EXPECT_EQ(updatedXmp("", everything()), std::nullopt);

@@ -23,6 +23,8 @@ constexpr std::string_view tiff = "http://ns.adobe.com/tiff/1.0/";
 constexpr std::string_view xmp = "http://ns.adobe.com/xap/1.0/";
 constexpr std::string_view photoshop = "http://ns.adobe.com/photoshop/1.0/";
 
+constexpr const char* belowSeaLevel = "1";  ///< GPSAltitudeRef
+
 /// A property and the value it is to have wherever it is there.
 struct Property {
   std::string_view space;
@@ -77,7 +79,7 @@ std::vector<Property> properties(const TargetTags& target) {
     if (const auto altitude = target.position->altitude) {
       const Rational value = altitudeRational(*altitude);
       list.push_back({exif, "GPSAltitude", fmt::format("{}/{}", value.numerator, value.denominator)});
-      list.push_back({exif, "GPSAltitudeRef", *altitude < 0 ? "1" : "0"});
+      list.push_back({exif, "GPSAltitudeRef", *altitude < 0 ? belowSeaLevel : "0"});
     }
   }
   if (!target.caption.empty()) {
@@ -109,6 +111,14 @@ bool isNamed(pugi::xml_node element, std::string_view space, std::string_view na
 pugi::xml_node childNamed(pugi::xml_node element, std::string_view space, std::string_view name) {
   for (const pugi::xml_node child : element.children()) {
     if (isNamed(child, space, name)) return child;
+  }
+  return {};
+}
+
+pugi::xml_attribute attributeNamed(pugi::xml_node element, std::string_view space, std::string_view name) {
+  for (const pugi::xml_attribute attribute : element.attributes()) {
+    if (localName(attribute.name()) == name && namespaceOf(attribute.name(), element) == space)
+      return attribute;
   }
   return {};
 }
@@ -170,11 +180,29 @@ bool setProperty(pugi::xml_node description, const Property& property) {
 }
 
 bool hasProperty(pugi::xml_node description, std::string_view space, std::string_view name) {
-  const auto attributes = description.attributes();
-  return childNamed(description, space, name) ||
-         std::any_of(attributes.begin(), attributes.end(), [&](const pugi::xml_attribute& attribute) {
-           return localName(attribute.name()) == name && namespaceOf(attribute.name(), description) == space;
-         });
+  return childNamed(description, space, name) || attributeNamed(description, space, name);
+}
+
+bool isBelowSeaLevel(const TargetTags& target) {
+  return target.position && target.position->altitude.value_or(0) < 0;
+}
+
+/// Says of an altitude in the description that it is below sea level: without a reference it is taken to be
+/// above. Whether there is one.
+bool addBelowSeaLevel(pugi::xml_node description) {
+  if (const auto altitude = attributeNamed(description, exif, "GPSAltitude")) {
+    const std::string name = std::string(altitude.name()) + "Ref";
+    return description.insert_attribute_after(name.c_str(), altitude).set_value(belowSeaLevel);
+  }
+  const auto altitude = childNamed(description, exif, "GPSAltitude");
+  if (!altitude) return false;
+  const std::string name = std::string(altitude.name()) + "Ref";
+  pugi::xml_node reference = description.insert_child_after(name.c_str(), altitude);
+  if (namespaceOf(name, reference) != exif) {
+    const std::string declaration = "xmlns:" + name.substr(0, name.find(':'));
+    reference.append_attribute(declaration.c_str()) = std::string(exif).c_str();
+  }
+  return reference.text().set(belowSeaLevel);
 }
 
 void addDescription(pugi::xml_node description, const std::string& caption) {
@@ -205,6 +233,20 @@ pugi::xml_node rdfRoot(const pugi::xml_document& document) {
   return isNamed(root, rdf, "RDF") ? root : childNamed(root, rdf, "RDF");
 }
 
+std::vector<pugi::xml_node> descriptionsIn(pugi::xml_node root) {
+  std::vector<pugi::xml_node> descriptions;
+  for (const pugi::xml_node child : root.children()) {
+    if (isNamed(child, rdf, "Description")) descriptions.push_back(child);
+  }
+  return descriptions;
+}
+
+bool haveProperty(const std::vector<pugi::xml_node>& descriptions, std::string_view space,
+                  std::string_view name) {
+  return std::any_of(descriptions.begin(), descriptions.end(),
+                     [&](pugi::xml_node description) { return hasProperty(description, space, name); });
+}
+
 /// What any sound packet stays below. Every look for the meaning of a prefix goes through the attributes of
 /// all elements above, and pugixml removes elements by recursion.
 class SizeCheck final : public pugi::xml_tree_walker {
@@ -227,17 +269,18 @@ std::optional<std::string> updated(std::string_view packet, const TargetTags& ta
   SizeCheck check;
   if (!root || !document.traverse(check)) return std::nullopt;
 
-  bool changed = false, hasCaption = false;
-  pugi::xml_node firstDescription;
-  for (const pugi::xml_node description : root.children()) {
-    if (!isNamed(description, rdf, "Description")) continue;
-    if (!firstDescription) firstDescription = description;
-    hasCaption = hasCaption || hasProperty(description, dc, "description");
+  const auto descriptions = descriptionsIn(root);
+  const bool hasCaption = haveProperty(descriptions, dc, "description");
+  bool changed = false;
+  for (const pugi::xml_node description : descriptions) {
     for (const Property& property : properties(target))
       changed = setProperty(description, property) || changed;
   }
-  if (addsCaption && !target.caption.empty() && !hasCaption && firstDescription) {
-    addDescription(firstDescription, xmlText(target.caption));
+  if (isBelowSeaLevel(target) && !haveProperty(descriptions, exif, "GPSAltitudeRef")) {
+    changed = std::any_of(descriptions.begin(), descriptions.end(), addBelowSeaLevel) || changed;
+  }
+  if (addsCaption && !target.caption.empty() && !hasCaption && !descriptions.empty()) {
+    addDescription(descriptions.front(), xmlText(target.caption));
     changed = true;
   }
   if (!changed) return std::nullopt;
