@@ -327,28 +327,24 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWi
   switch (metric) {
     case PM_IndicatorWidth:
     case PM_IndicatorHeight:
-      return Typography::scaled(16);
     case PM_ButtonIconSize:
     case PM_ToolBarIconSize:
     case PM_SmallIconSize:
       return Typography::scaled(16);
     case PM_CheckBoxLabelSpacing:
+    case PM_HeaderMargin:
       return 8;
+    case PM_ToolBarItemSpacing:
+    case PM_ToolBarItemMargin:
+      return 4;
     case PM_ScrollBarExtent:
       return scrollBarWidth;
     case PM_SplitterWidth:
       return 1;
-    case PM_ToolBarItemSpacing:
-      return 4;
-    case PM_ToolBarItemMargin:
-      return 4;
     case PM_ToolBarFrameWidth:
-      return 0;
     case PM_ButtonShiftHorizontal:
     case PM_ButtonShiftVertical:
       return 0;
-    case PM_HeaderMargin:
-      return 8;
     default:
       return QProxyStyle::pixelMetric(metric, option, widget);
   }
