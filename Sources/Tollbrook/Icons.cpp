@@ -75,7 +75,7 @@ QPixmap drawn(Symbol symbol, const QColor& colour, double opacity, const QSize& 
 /// Draws a symbol from its outlines in whatever number of pixels is asked for.
 class SymbolEngine : public QIconEngine {
  public:
-  SymbolEngine(Symbol symbol, std::optional<QColor> colour) : symbol_(symbol), colour_(std::move(colour)) {}
+  SymbolEngine(Symbol symbol, std::optional<QColor> colour) : symbol_(symbol), colour_(colour) {}
 
   void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
     const double ratio = painter->device()->devicePixelRatio();
