@@ -14,7 +14,7 @@ namespace {
 /// What the environment says of dates, in the order of POSIX; the desktop's choice where it says nothing.
 std::string userLocale() {
   for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"}) {
-    const std::string name = qgetenv(variable).toStdString();
+    std::string name = qgetenv(variable).toStdString();
     if (name.empty()) continue;
     if (name == "C" || name == "POSIX" || name.starts_with("C.")) break;
     return name;
