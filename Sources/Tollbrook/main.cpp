@@ -1,7 +1,6 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTextStream>
-#include <QThreadPool>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -94,8 +93,7 @@ int main(int argc, char** argv) {
   app.open(*folder);
   const int status = QApplication::exec();
   // A file that takes longer than anybody waits is left to the journal; its thread may not see what the end
-  // of the program takes away. Nor does anybody wait for a system service that does not answer.
-  const bool ended = app.model().stopAndWait(lastWait) && QThreadPool::globalInstance()->waitForDone(0);
-  if (!ended) std::_Exit(status);
+  // of the program takes away.
+  if (!app.model().stopAndWait(lastWait)) std::_Exit(status);
   return status;
 }
