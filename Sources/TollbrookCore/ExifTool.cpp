@@ -135,7 +135,7 @@ bool writeSignsOnce(const std::filesystem::path& file, const SidecarData& data,
                     const std::optional<std::filesystem::path>& executable, std::chrono::milliseconds limit) {
   constexpr int noFileMetTheCondition = 2;
   const auto status = runOnce(file, signArguments(data), executable, limit);
-  return status == 0 || status == noFileMetTheCondition;
+  return status && (*status == 0 || *status == noFileMetTheCondition);
 }
 
 }  // namespace tollbrook::ExifTool

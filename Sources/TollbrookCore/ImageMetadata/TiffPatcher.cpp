@@ -362,7 +362,10 @@ OutputPlan patchTiff(const ByteSource& block, const TiffEdits& edits) {
     plan = patcher.build(lengthInUse(block, patcher.usedEnd()));
   }
   if (plan.size() > edits.sizeLimit) throw Refused("there is no room for the metadata");
-  verifyTiff(reader, TiffReader(plan), edits);
+  const TiffReader result(plan);
+  verifyTiff(reader, result, edits);
+  // What could not be edited again, since something overlaps in it, is not sound.
+  [[maybe_unused]] const Patcher again(result, edits);
   return plan;
 }
 
