@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "Support/CommandLine.h"
 #include "Support/PixelData.h"
 #include "Support/ReadBack.h"
+#include "TollbrookCore/EmbeddedWriter.h"
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Models.h"
 
@@ -371,7 +373,11 @@ TEST_F(CorpusFolderTest, WithoutExifToolImagesAreWrittenDatesAreSetAndPixelsStay
   const json outcome = tool.document({"write", tree.string(), "--quiet"});
   EXPECT_EQ(outcome.at("embeddedWriter"), "built-in");
   EXPECT_EQ(outcome.at("datesSet"), names.size());
-  EXPECT_GT(outcome.at("embeddedWritten"), 100);
+  const auto images = std::count_if(names.begin(), names.end(), [](const std::string& name) {
+    return isImageIOExtension(fileExtension(name));
+  });
+  // Every eighth file meets more of the refused ones than their share.
+  EXPECT_GE(outcome.at("embeddedWritten").get<double>(), 0.75 * static_cast<double>(images));
   EXPECT_EQ(listing(tree), withSidecars(names));
   expectDates(tree, names);
   // Of several pages or pictures the first is kept.
