@@ -156,7 +156,7 @@ TEST(EmbeddedWriter, PutsSouthernAndWesternPositionsRightOnceTheFileIsWritten) {
   SidecarData data = someData();
   data.latitude = -33.8568;
   data.longitude = 151.2153;
-  StandIn program("2: say     1 files failed condition; marker\n3: failed; marker\n5: failed; marker");
+  StandIn program("2: say     1 image files unchanged; marker\n3: failed; marker\n5: failed; marker");
   EmbeddedWriter writer(settingsFor(program));
   EXPECT_TRUE(writer.write("/a.jpg", data, {}) == confirmed);
   EXPECT_TRUE(writer.write("/refused.jpg", data, {}) == writtenOnly) << "it needs no second command";

@@ -80,10 +80,9 @@ TEST(ExifToolArguments, PutZeroNorthEastAndAboveTheSea) {
 }
 
 TEST(ExifToolSignArguments, AreForTheSouthAndTheWestAlone) {
-  EXPECT_THAT(
-      signArguments(at(-33.8568, 151.2153, -3.5)),
-      ElementsAre("-overwrite_original", "-P", "-api", "QuickTimeUTC=1", "-if", "$XMP-exif:GPSLatitude",
-                  "-XMP-exif:GPSLatitude=-33.8568", "-XMP-exif:GPSLongitude=151.2153"));
+  EXPECT_THAT(signArguments(at(-33.8568, 151.2153, -3.5)),
+              ElementsAre("-overwrite_original", "-P", "-api", "QuickTimeUTC=1", "-wm", "w",
+                          "-XMP-exif:GPSLatitude=-33.8568", "-XMP-exif:GPSLongitude=151.2153"));
   EXPECT_THAT(signArguments(at(0, -1e-7)), testing::Contains("-XMP-exif:GPSLongitude=-1e-07"));
   for (const SidecarData& data :
        {at(0, 0, -5), at(48.1, 11.5), at(-91, 0), at(notANumber, -5), takenAt(taken)}) {

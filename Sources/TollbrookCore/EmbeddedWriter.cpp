@@ -89,26 +89,16 @@ EmbeddedWriter::Result EmbeddedWriter::write(const std::filesystem::path& file, 
 EmbeddedWriter::Result EmbeddedWriter::writeWithExifTool(const std::filesystem::path& file,
                                                          const SidecarData& data,
                                                          const std::optional<std::string>& caption) {
-  Result result =
-      give(file, {.inSession = [&](ExifTool::Session& session) { return session.write(file, data, caption); },
-                  .alone =
-                      [&](std::chrono::milliseconds limit) {
-                        return ExifTool::writeOnce(file, data, caption, settings_.exifTool, limit);
-                      }});
-  if (!result.confirmed || ExifTool::signArguments(data).empty()) return result;
-  result.confirmed =
-      give(file, {.inSession = [&](ExifTool::Session& session) { return session.writeSigns(file, data); },
-                  .alone =
-                      [&](std::chrono::milliseconds limit) {
-                        return ExifTool::writeSignsOnce(file, data, settings_.exifTool, limit);
-                      }})
-          .confirmed;
+  Result result = run(file, ExifTool::arguments(data, caption));
+  const auto signs = ExifTool::signArguments(data);
+  if (result.confirmed && !signs.empty()) result.confirmed = run(file, signs).confirmed;
   return result;
 }
 
-EmbeddedWriter::Result EmbeddedWriter::give(const std::filesystem::path& file, const Command& command) {
+EmbeddedWriter::Result EmbeddedWriter::run(const std::filesystem::path& file,
+                                           const std::vector<std::string>& arguments) {
   if (ExifTool::canNameInCommand(file) && haveSession()) {
-    if (command.inSession(*session_)) {
+    if (session_->run(file, arguments)) {
       sessionHasSucceeded_ = true;
       return {true, session_->lastWriteConfirmed()};
     }
@@ -116,7 +106,8 @@ EmbeddedWriter::Result EmbeddedWriter::give(const std::filesystem::path& file, c
     letGoOfSession();
     removeTemporary(file);
   }
-  const bool written = command.alone(settings_.answerLimit + timeToCopy(file));
+  const auto limit = settings_.answerLimit + timeToCopy(file);
+  const bool written = ExifTool::runOnce(file, arguments, settings_.exifTool, limit);
   if (!written) removeTemporary(file);
   return {written, written};
 }

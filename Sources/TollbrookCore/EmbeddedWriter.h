@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Models.h"
@@ -53,14 +53,10 @@ class EmbeddedWriter {
   void close();
 
  private:
-  // One command, given to a session or to a process of its own.
-  struct Command {
-    std::function<bool(ExifTool::Session&)> inSession;
-    std::function<bool(std::chrono::milliseconds limit)> alone;
-  };
   Result writeWithExifTool(const std::filesystem::path& file, const SidecarData& data,
                            const std::optional<std::string>& caption);
-  Result give(const std::filesystem::path& file, const Command& command);
+  // One command, given to a session or to a process of its own.
+  Result run(const std::filesystem::path& file, const std::vector<std::string>& arguments);
   bool haveSession();
   void letGoOfSession();
 

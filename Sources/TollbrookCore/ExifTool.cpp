@@ -36,22 +36,6 @@ void addNumber(std::vector<std::string>& list, const char* tag, double value, co
 
 std::vector<std::string> commonArguments() { return {"-overwrite_original", "-P", "-api", "QuickTimeUTC=1"}; }
 
-// Runs `executable` with `arguments` and the name of the file. Its exit status; none when it did not run to
-// its end.
-std::optional<int> runOnce(const std::filesystem::path& file, std::vector<std::string> arguments,
-                           const std::optional<std::filesystem::path>& executable,
-                           std::chrono::milliseconds limit) {
-  const auto name = fileArgument(file);
-  if (!executable || !name) return std::nullopt;
-  arguments.push_back(*name);
-  const auto child = ChildProcess::start({*executable, std::move(arguments), ChildProcess::Stream::inherited,
-                                          ChildProcess::Stream::nullDevice, environmentChanges()});
-  if (!child) return std::nullopt;
-  const auto status = child->waitUntil(ChildProcess::Clock::now() + limit);
-  if (!status) child->end();
-  return status;
-}
-
 void addCaption(std::vector<std::string>& list, std::string caption) {
   std::erase(caption, '\0');
   // An assignment of nothing would delete the tag.
@@ -99,8 +83,8 @@ std::vector<std::string> signArguments(const SidecarData& data) {
   const SidecarData values = MetadataWriter::writable(data);
   if (!values.hasGPS() || (*values.latitude >= 0 && *values.longitude >= 0)) return {};
   std::vector<std::string> list = commonArguments();
-  list.insert(list.end(), {"-if", "$XMP-exif:GPSLatitude",
-                           fmt::format("-XMP-exif:GPSLatitude={}", numberText(*values.latitude)),
+  // Only where there is one.
+  list.insert(list.end(), {"-wm", "w", fmt::format("-XMP-exif:GPSLatitude={}", numberText(*values.latitude)),
                            fmt::format("-XMP-exif:GPSLongitude={}", numberText(*values.longitude))});
   return list;
 }
@@ -128,14 +112,20 @@ std::optional<std::string> fileArgument(const std::filesystem::path& file) {
 bool writeOnce(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::string>& caption,
                const std::optional<std::filesystem::path>& executable, std::chrono::milliseconds limit) {
-  return runOnce(file, arguments(data, caption), executable, limit) == 0;
+  return runOnce(file, arguments(data, caption), executable, limit);
 }
 
-bool writeSignsOnce(const std::filesystem::path& file, const SidecarData& data,
-                    const std::optional<std::filesystem::path>& executable, std::chrono::milliseconds limit) {
-  constexpr int noFileMetTheCondition = 2;
-  const auto status = runOnce(file, signArguments(data), executable, limit);
-  return status && (*status == 0 || *status == noFileMetTheCondition);
+bool runOnce(const std::filesystem::path& file, std::vector<std::string> arguments,
+             const std::optional<std::filesystem::path>& executable, std::chrono::milliseconds limit) {
+  const auto name = fileArgument(file);
+  if (!executable || !name) return false;
+  arguments.push_back(*name);
+  const auto child = ChildProcess::start({*executable, std::move(arguments), ChildProcess::Stream::inherited,
+                                          ChildProcess::Stream::nullDevice, environmentChanges()});
+  if (!child) return false;
+  const auto status = child->waitUntil(ChildProcess::Clock::now() + limit);
+  if (!status) child->end();
+  return status == 0;
 }
 
 }  // namespace tollbrook::ExifTool

@@ -61,10 +61,10 @@ bool writeOnce(const std::filesystem::path& file, const SidecarData& data,
                const std::optional<std::filesystem::path>& executable = path(),
                std::chrono::milliseconds limit = answerLimit);
 
-/// The same with the signArguments of `data`. Also true when there was nothing to put right.
-bool writeSignsOnce(const std::filesystem::path& file, const SidecarData& data,
-                    const std::optional<std::filesystem::path>& executable = path(),
-                    std::chrono::milliseconds limit = answerLimit);
+/// The same with the given arguments.
+bool runOnce(const std::filesystem::path& file, std::vector<std::string> arguments,
+             const std::optional<std::filesystem::path>& executable = path(),
+             std::chrono::milliseconds limit = answerLimit);
 
 /// One exiftool child in -stay_open mode. Running from start until close; there is no restart. write and
 /// close may be called from any thread and exclude each other.
@@ -88,11 +88,11 @@ class Session {
   bool write(const std::filesystem::path& file, const SidecarData& data,
              const std::optional<std::string>& caption);
 
-  /// The same with the signArguments of `data`.
-  bool writeSigns(const std::filesystem::path& file, const SidecarData& data);
+  /// The same with the given arguments.
+  bool run(const std::filesystem::path& file, const std::vector<std::string>& arguments);
 
-  /// Whether exiftool said of the last write's file that it was updated, or needed no change. False after a
-  /// write that returned false, and when the marker that answered it was that of an earlier command.
+  /// Whether exiftool said of the last command's file that it was updated, or needed no change. False after a
+  /// command that returned false, and when the marker that answered it was that of an earlier one.
   bool lastWriteConfirmed() const;
 
   /// Whether the child still runs.

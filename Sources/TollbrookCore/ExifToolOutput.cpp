@@ -14,8 +14,7 @@ bool isConfirmation(std::string_view line) {
   if (start == std::string_view::npos) return false;
   line.remove_prefix(start);
   if (line.ends_with('\r')) line.remove_suffix(1);
-  return line == "1 image files updated" || line == "1 image files unchanged" ||
-         line == "1 files failed condition";
+  return line == "1 image files updated" || line == "1 image files unchanged";
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 namespace tollbrook::ExifTool {
 
 /// Finds the answers in what exiftool prints in -stay_open mode: the marker "{ready}" that ends each command,
-/// and before it the count that says the command's one file was updated or needed no change (one of a command
-/// with a condition also when it did not meet it). Everything else is dropped; no more than one line's
-/// beginning is kept, however much is printed. Not for two threads at once.
+/// and before it the count that says the command's one file was updated or needed no change. Everything else
+/// is dropped; no more than one line's beginning is kept, however much is printed. Not for two threads at
+/// once.
 class Output {
  public:
   /// Takes the next bytes, cut anywhere. Returns how many markers they completed.

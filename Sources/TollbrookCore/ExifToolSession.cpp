@@ -102,7 +102,7 @@ class Session::Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  bool send(const std::filesystem::path& file, const std::vector<std::string>& arguments);
+  bool run(const std::filesystem::path& file, const std::vector<std::string>& arguments);
   bool lastWriteConfirmed() const { return confirmed_; }
   bool isRunning() { return process_->isRunning(); }
   void close(bool withStopCommand);
@@ -173,7 +173,7 @@ void Session::Child::read(int output, int release) {
   }
 }
 
-bool Session::Child::send(const std::filesystem::path& file, const std::vector<std::string>& arguments) {
+bool Session::Child::run(const std::filesystem::path& file, const std::vector<std::string>& arguments) {
   const std::lock_guard lock(lock_);
   confirmed_ = false;
   const auto name = fileArgument(file);
@@ -219,11 +219,11 @@ Session::~Session() = default;
 
 bool Session::write(const std::filesystem::path& file, const SidecarData& data,
                     const std::optional<std::string>& caption) {
-  return child_->send(file, arguments(data, caption));
+  return run(file, arguments(data, caption));
 }
 
-bool Session::writeSigns(const std::filesystem::path& file, const SidecarData& data) {
-  return child_->send(file, signArguments(data));
+bool Session::run(const std::filesystem::path& file, const std::vector<std::string>& arguments) {
+  return child_->run(file, arguments);
 }
 
 bool Session::lastWriteConfirmed() const { return child_->lastWriteConfirmed(); }
