@@ -43,7 +43,7 @@ bool hasRoomForCopy(const FileRestorer::Target& target) {
   return free >= static_cast<std::uint64_t>(file.st_size) + metadata;
 }
 
-// A folder can be moved away while a file in it is written, and another one take its place.
+// A folder can be moved away during a run, and another one take its place.
 bool isFolderAtItsPath(const FileRestorer::Target& target) {
   struct stat held {};
   struct stat named {};
@@ -104,8 +104,10 @@ FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarDat
   if (!data.hasAnything()) return {.result = MetadataWriter::Failed{"Sidecar has no usable metadata"}};
   // Until the lock was had, something else may have taken the file's place; a writer would enter a folder.
   struct stat status {};
-  if (fstatat(target.folder, target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-      !S_ISREG(status.st_mode)) {
+  const bool isSomethingElse =
+      fstatat(target.folder, target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !S_ISREG(status.st_mode);
+  if (isSomethingElse || !isFolderAtItsPath(target)) {
     return {.result = MetadataWriter::Failed{"Nothing was written"}};
   }
   const SidecarData writable = MetadataWriter::writable(data);

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <system_error>
 
 #include "TollbrookCore/Support/DoubleFromText.h"
 #include "TollbrookCore/Support/Files.h"
@@ -26,42 +27,32 @@ Files::Descriptor openWithoutBlocking(int directory, const char* name) {
   return Files::Descriptor(descriptor);
 }
 
-/// The size of an open file that may be a sidecar.
-std::optional<std::size_t> sizeOfSidecar(const Files::Descriptor& file) {
-  struct stat status;
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  const auto size = static_cast<std::uintmax_t>(status.st_size);
-  if (size > largestSidecarBytes) return std::nullopt;
-  return static_cast<std::size_t>(size);
-}
-
-/// Whether this errno number says nothing about the file that it was met at.
-bool isOutsideFile(int error) {
+/// Whether an error says nothing about the file that it was met at.
+bool isOutsideFile(const std::error_code& error) {
   constexpr std::array outside{EIO, ENODEV, ESTALE, ETIMEDOUT, EMFILE, ENFILE, ENOMEM};
-  return std::find(outside.begin(), outside.end(), error) != outside.end();
+  return std::find(outside.begin(), outside.end(), error.value()) != outside.end();
 }
 
-/// Reads `file`, `size` bytes long when last seen, to its end. Returns the number of bytes; none, and errno,
-/// when that cannot be done.
-std::optional<std::size_t> load(const Files::Descriptor& file, std::size_t size, Json::Reader& json) {
-  std::size_t room = size + 1;  // a byte more than there should be shows the end in one call
-  std::size_t filled = 0;
-  for (;;) {
+/// Reads a sidecar into `json`; `filled` is the number of its bytes.
+std::error_code load(int directory, const char* name, Json::Reader& json, std::size_t& filled) {
+  const Files::Descriptor file = openWithoutBlocking(directory, name);
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0) return Files::lastError();
+  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
+  const auto size = static_cast<std::uintmax_t>(status.st_size);
+  std::uintmax_t room = size + 1;  // a byte more than there should be shows the end in one call
+  for (filled = 0;;) {
+    if (std::max<std::uintmax_t>(filled, size) > largestSidecarBytes) {
+      return std::make_error_code(std::errc::file_too_large);
+    }
     char* const bytes = json.reserve(room);
-    if (bytes == nullptr) {
-      errno = ENOMEM;
-      return std::nullopt;
-    }
-    const ssize_t count = read(file.get(), bytes + filled, room - filled);
+    if (bytes == nullptr) return std::make_error_code(std::errc::not_enough_memory);
+    const ssize_t count = ::read(file.get(), bytes + filled, room - filled);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
+    if (count < 0) return Files::lastError();
     filled += static_cast<std::size_t>(count);
-    if (filled > largestSidecarBytes) {
-      errno = EFBIG;
-      return std::nullopt;
-    }
-    if (count == 0 || filled == size) return filled;
-    if (filled == room) room = std::min(2 * room, largestSidecarBytes + 1);
+    if (count == 0 || filled == size) return {};
+    if (filled == room) room = std::min<std::uintmax_t>(2 * room, largestSidecarBytes + 1);
   }
 }
 
@@ -144,20 +135,10 @@ std::optional<double> number(const std::optional<Json::Value>& value) {
 }
 
 std::optional<SidecarData> Reader::read(int directory, const char* name) {
-  hasFailed_ = false;
-  const Files::Descriptor file = openWithoutBlocking(directory, name);
-  if (!file) {
-    hasFailed_ = isOutsideFile(errno);
-    return std::nullopt;
-  }
-  const std::optional<std::size_t> size = sizeOfSidecar(file);
-  if (!size) return std::nullopt;
-  const std::optional<std::size_t> loaded = load(file, *size, json_);
-  if (!loaded) {
-    hasFailed_ = isOutsideFile(errno);
-    return std::nullopt;
-  }
-  return parse(json_, *loaded);
+  std::size_t size = 0;
+  const std::error_code error = load(directory, name, json_, size);
+  hasFailed_ = isOutsideFile(error);
+  return error ? std::nullopt : parse(json_, size);
 }
 
 }  // namespace tollbrook::SidecarParser

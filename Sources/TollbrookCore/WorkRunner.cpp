@@ -123,11 +123,6 @@ class Run : public FolderWalker::Visitor {
       journal_.markDoneRelative(*progress_.currentName);
       return true;
     }
-    if (!folder.isStillAtItsPath()) {
-      sawEverything_ = false;
-      fail(*progress_.currentName, "Nothing was written");
-      return true;
-    }
     const FileRestorer::Outcome restored = restorer_.write(target, data);
     if (const auto* failed = std::get_if<MetadataWriter::Failed>(&restored.result)) {
       sawEverything_ = sawEverything_ && folder.isStillAtItsPath();
