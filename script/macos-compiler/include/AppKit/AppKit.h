@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Foundation/Foundation.h>
+
+// The few declarations of AppKit that the application uses, as its reference documents them: the
+// cross-compiler comes without frameworks.
+
+NS_ASSUME_NONNULL_BEGIN
+
+typedef NSInteger NSModalResponse;
+static const NSModalResponse NSModalResponseOK = 1;
+
+@interface NSWindow : NSObject
+@property(getter=isVisible, readonly) BOOL visible;
+- (void)makeKeyAndOrderFront:(nullable id)sender;
+@end
+
+@interface NSApplication : NSObject
+@property(nullable, readonly, weak) NSWindow* mainWindow;
+@end
+extern NSApplication* _Null_unspecified NSApp;
+
+@interface NSWorkspace : NSObject
+@property(class, readonly, strong) NSWorkspace* sharedWorkspace;
+- (void)activateFileViewerSelectingURLs:(NSArray<NSURL*>*)fileURLs;
+@end
+
+@interface NSSavePanel : NSWindow
+@property(nullable, readonly, copy) NSURL* URL;
+@property(null_resettable, copy) NSString* prompt;
+@property(null_resettable, copy) NSString* message;
+- (void)beginSheetModalForWindow:(NSWindow*)window
+               completionHandler:(void (^)(NSModalResponse result))handler;
+- (void)beginWithCompletionHandler:(void (^)(NSModalResponse result))handler;
+- (void)cancel:(nullable id)sender;
+@end
+
+@interface NSOpenPanel : NSSavePanel
++ (NSOpenPanel*)openPanel;
+@property BOOL canChooseDirectories;
+@property BOOL canChooseFiles;
+@property BOOL allowsMultipleSelection;
+@end
+
+NS_ASSUME_NONNULL_END
