@@ -90,11 +90,8 @@ std::vector<std::string> signArguments(const SidecarData& data) {
 }
 
 ChildProcess::EnvironmentChanges environmentChanges() {
-  return {{"EXIFTOOL_HOME", "/dev/null"},
-          {"PERL5DB", std::nullopt},
-          {"PERL5OPT", std::nullopt},
-          {"PERLIO", std::nullopt},
-          {"PERL_UNICODE", std::nullopt}};
+  return {{"EXIFTOOL_HOME", "/dev/null"}, {"PERL5DB", std::nullopt},      {"PERL5OPT", std::nullopt},
+          {"PERLIO", std::nullopt},       {"PERL_UNICODE", std::nullopt}, {"TZ", "UTC"}};
 }
 
 bool canNameInCommand(const std::filesystem::path& file) {

@@ -13,7 +13,7 @@
 
 /// The bridge to the external exiftool program, which writes embedded metadata into files of every kind. Two
 /// ways to run it: one child process for one file, or a Session, one long-lived child that takes a command
-/// per file. Nothing is reported but success; exiftool's own messages are not read.
+/// per file. Nothing is reported but success; of what exiftool says only its count of files is read.
 namespace tollbrook::ExifTool {
 
 /// Where exiftool is looked for, in this order. A constant of the program, not of the engine: each executable
@@ -42,8 +42,9 @@ std::vector<std::string> signArguments(const SidecarData& data);
 
 /// What exiftool finds otherwise in its environment than we do, so that it works alike for everybody: no
 /// configuration file of the user's, which could have it keep old values or assign to other tags and still
-/// report success, and none of the variables with which Perl itself reads and writes differently. (Where a
-/// Perl looks for its modules is left alone.)
+/// report success; none of the variables with which Perl itself reads and writes differently (where it looks
+/// for its modules is left alone); and UTC for the time zone, because the dates in the tracks of a film have
+/// no place for one and would be taken for local time.
 ChildProcess::EnvironmentChanges environmentChanges();
 
 /// Whether a path can be named in a command to a session: commands are lines, so one with a line feed or a

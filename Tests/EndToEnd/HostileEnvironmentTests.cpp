@@ -1,8 +1,10 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Support/Fixtures.h"
 #include "Support/SafetyTest.h"
 #include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/MetadataWriter.h"
 
 /// exiftool is a Perl program that everybody may configure for himself; a run is to do the same for all.
 namespace tollbrook::test {
@@ -49,6 +51,20 @@ TEST_F(HostileEnvironmentTest, VariablesThatChangePerlDoNotReachExiftool) {
   EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_EQ(result.output, "1 dated · 1 tagged · 1 JSON removed\n");
   EXPECT_TRUE(carries(metadataOf(photo.path), photo.wanted));
+}
+
+TEST_F(HostileEnvironmentTest, ATimeZoneMovesNoDateOfAFilm) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  const std::vector<Photo> films{addPhoto("a.mp4"), addPhoto("b\n.mp4")};
+  EXPECT_EQ(writeIn({{"TZ", "EST5"}}).status, 0);
+  for (const Photo& film : films) {
+    const auto taken = fromEpoch(static_cast<double>(film.wanted.takenTime.value()));
+    for (const char* tag : {"QuickTime:CreateDate", "Track1:TrackCreateDate", "Track1:MediaModifyDate"}) {
+      EXPECT_THAT(metadataValue(metadataOf(film.path), tag),
+                  testing::StartsWith(MetadataWriter::exifStamp(taken)))
+          << tag;
+    }
+  }
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ std::vector<nlohmann::json> metadataOfAll(const std::vector<std::filesystem::pat
   std::vector<std::string> arguments{"-json", "-G1", "-n", "-api", "QuickTimeUTC=1"};
   for (const auto& file : files) arguments.push_back(file.string());
   const auto child = ChildProcess::start(
-      {*exifTool, arguments, ChildProcess::Stream::nullDevice, ChildProcess::Stream::pipe});
+      {*exifTool, arguments, ChildProcess::Stream::nullDevice, ChildProcess::Stream::pipe, {{"TZ", "UTC"}}});
   if (!child) return result;
   std::string text;
   std::array<char, 4096> bytes{};
@@ -38,9 +38,10 @@ std::map<std::filesystem::path, nlohmann::json> metadataBelow(const std::filesys
   std::map<std::filesystem::path, nlohmann::json> result;
   const auto& exifTool = ExifTool::path();
   if (!exifTool) return result;
-  const auto reading = Program::run({exifTool->string(),
-                                     {"-q", "-q", "-json", "-a", "-G1", "-n", "-api", "QuickTimeUTC=1", "-r",
-                                      "--ext", "json", folder.string()}});
+  const auto reading = Program::run({.program = exifTool->string(),
+                                     .arguments = {"-q", "-q", "-json", "-a", "-G1", "-n", "-api",
+                                                   "QuickTimeUTC=1", "-r", "--ext", "json", folder.string()},
+                                     .environment = {{"TZ", "UTC"}}});
   auto list = nlohmann::json::parse(reading.output, nullptr, false);
   if (!list.is_array()) return result;
   for (nlohmann::json& file : list) {
