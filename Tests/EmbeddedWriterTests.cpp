@@ -126,6 +126,14 @@ TEST(EmbeddedWriter, TakesAwayWhatADeadSessionLeftBeforeTheNextTry) {
   EXPECT_FALSE(std::filesystem::exists(folder / "a.jpg_exiftool_tmp"));
 }
 
+TEST(EmbeddedWriter, LeavesWhatADeadSessionMadeOfAFileThatIsGone) {
+  TemporaryFolder folder;
+  StandIn program("1: leave; die\nonce: exit 1");
+  EmbeddedWriter writer(settingsFor(program));
+  EXPECT_TRUE(writer.write(folder / "a.jpg", someData(), {}) == nothing);
+  EXPECT_TRUE(std::filesystem::exists(folder / "a.jpg_exiftool_tmp")) << "there is no other copy";
+}
+
 TEST(EmbeddedWriter, TakesAwayWhatAFailedProcessLeft) {
   TemporaryFolder folder;
   writeFile(folder / "a.jpg", "x");

@@ -36,14 +36,19 @@ void giveBack(const std::filesystem::path& file, const Platform::FileAttributes&
   if (descriptor) Platform::applyAttributes(descriptor.get(), attributes);
 }
 
+bool isRegularFile(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::symlink_status(path, ignored).type() == std::filesystem::file_type::regular;
+}
+
 /// What a child that was ended left of its new file; the next child would refuse to begin another. The caller
 /// holds the folder's lock, and the child is gone.
 void removeTemporary(const std::filesystem::path& file) {
   const std::filesystem::path temporary = file.native() + "_exiftool_tmp";
+  // When exiftool cannot rename over the original it removes that first; then this is all there is of it.
+  if (!isRegularFile(file) || !isRegularFile(temporary)) return;
   std::error_code ignored;
-  if (std::filesystem::symlink_status(temporary, ignored).type() == std::filesystem::file_type::regular) {
-    std::filesystem::remove(temporary, ignored);
-  }
+  std::filesystem::remove(temporary, ignored);
 }
 
 /// How long a slow disk takes to write such a file anew.
@@ -74,9 +79,9 @@ EmbeddedWriter::Result EmbeddedWriter::write(const std::filesystem::path& file, 
     return {};
   }
   if (!settings_.exifTool) {
-    const bool written = isImageIOExtension(fileExtension(file.filename().native())) &&
-                         MetadataWriter::writeWithImageIO(file, data, caption);
-    return {written, written};
+    if (!isImageIOExtension(fileExtension(file.filename().native()))) return {};
+    const bool written = MetadataWriter::writeWithImageIO(file, data, caption);
+    return {.attempted = true, .written = written, .confirmed = written};
   }
   // exiftool replaces the file by one of the caller's, without extended attributes.
   const auto attributes = attributesOf(file);
@@ -100,7 +105,7 @@ EmbeddedWriter::Result EmbeddedWriter::run(const std::filesystem::path& file,
   if (ExifTool::canNameInCommand(file) && haveSession()) {
     if (session_->run(file, arguments)) {
       sessionHasSucceeded_ = true;
-      return {true, session_->lastWriteConfirmed()};
+      return {.attempted = true, .written = true, .confirmed = session_->lastWriteConfirmed()};
     }
     // Before the next try: two children must not write the same file.
     letGoOfSession();
@@ -109,7 +114,7 @@ EmbeddedWriter::Result EmbeddedWriter::run(const std::filesystem::path& file,
   const auto limit = settings_.answerLimit + timeToCopy(file);
   const bool written = ExifTool::runOnce(file, arguments, settings_.exifTool, limit);
   if (!written) removeTemporary(file);
-  return {written, written};
+  return {.attempted = true, .written = written, .confirmed = written};
 }
 
 bool EmbeddedWriter::haveSession() {

@@ -32,6 +32,7 @@ class EmbeddedWriter {
   };
 
   struct Result {
+    bool attempted = false;  ///< false: there was nothing to write, or nobody who could
     bool written = false;    ///< what the run counts
     bool confirmed = false;  ///< the writer itself said that everything is in the file
   };

@@ -84,7 +84,8 @@ FileRestorer::EmbeddedStep FileRestorer::embed(const Target& target, const Sidec
   const EmbeddedWriter::Result result =
       writer_->write(target.path, data, options_.writeCaptions ? data.caption : std::nullopt);
   // The writer goes by the path; the dates and the sidecar are of the folder that we hold.
-  if (!isFolderAtItsPath(target) || (!result.confirmed && !hasRoomForCopy(target))) {
+  const bool isInDoubt = result.attempted && !result.confirmed;
+  if (!isFolderAtItsPath(target) || (isInDoubt && !hasRoomForCopy(target))) {
     step.mayBeDated = false;
     return step;
   }

@@ -69,6 +69,15 @@ std::optional<FileState> stateOf(int directory, const char* name) {
   return FileState{Platform::lastChange(status), status.st_size};
 }
 
+// When exiftool cannot rename its new file over the original, it removes that and renames again. If it was
+// ended in between, the new file is all that is left of the photo; nobody else's leftover is as large.
+bool isOnlyCopy(int directory, std::string_view name, const FileState& state) {
+  constexpr std::int64_t smallestPhoto = 1024;
+  if (!name.ends_with(exifToolTemporaryMark) || state.size < smallestPhoto) return false;
+  name.remove_suffix(exifToolTemporaryMark.size());
+  return isMediaName(name) && !stateOf(directory, std::string(name).c_str());
+}
+
 }  // namespace
 
 Folder::Folder(std::filesystem::path path, std::string relative, Files::Descriptor descriptor)
@@ -159,12 +168,14 @@ bool Folder::read() {
   for (errno = 0; const dirent* entry = readdir(directory.get()); errno = 0) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    if (names_.size() > std::numeric_limits<std::uint32_t>::max() - NAME_MAX - 1) break;
+    if (names_.size() > std::numeric_limits<std::uint32_t>::max() - NAME_MAX - 1) {
+      errno = EOVERFLOW;
+      break;
+    }
     addEntry(name, typeOf(descriptor_.get(), entry->d_name, entry->d_type));
   }
   // Half a list would leave photos without the sidecars in its other half.
-  if (errno != 0) return false;
-  return true;
+  return errno == 0;
 }
 
 void Folder::removeLeftovers() {
@@ -182,6 +193,7 @@ void Folder::removeLeftovers() {
   for (std::size_t i = 0; i < leftovers_.size(); ++i) {
     const char* name = nameAt(leftovers_[i]);
     if (!before[i] || stateOf(descriptor(), name) != before[i]) continue;
+    if (isOnlyCopy(descriptor(), name, *before[i])) continue;
     if (!Platform::isOpenElsewhere(descriptor(), name)) unlinkat(descriptor(), name, 0);
   }
 }

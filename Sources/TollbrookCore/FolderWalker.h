@@ -106,8 +106,9 @@ void forEachMedia(const std::filesystem::path& root, bool recursive,
                                            const std::vector<std::string>& jsonNames)>& visit);
 
 /// Removes the temporary files that an interrupted write left in `folder`: files whose name begins with
-/// ".tollbrook-" or contains "_exiftool_tmp", but never a visible photo or video and never a JSON file. Does
-/// nothing while somebody writes in the folder (holds its lock). What cannot be removed stays.
+/// ".tollbrook-" or contains "_exiftool_tmp", but never a visible photo or video, never a JSON file, and
+/// never the new file of a photo that is gone, which is all there is of it. Does nothing while somebody
+/// writes in the folder (holds its lock). What cannot be removed stays.
 void cleanupTemps(const std::filesystem::path& folder);
 
 }  // namespace tollbrook::FolderWalker

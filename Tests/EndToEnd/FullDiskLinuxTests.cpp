@@ -157,10 +157,12 @@ TEST_F(FullDiskTest, WithoutExifToolNoPhotoIsDamagedEither) {
   const SmallDisk disk(*this / "disk");
   TOLLBROOK_NEEDS_DISK(disk);
   for (const char* name : {"disk/a.jpg", "disk/b.png"}) photos_.push_back(addPhoto(name));
+  const Photo film = addVideo("disk/c.mp4", 100000);
   disk.fill();
   auto call = command(writing_);
   call.program = TOLLBROOK_CLI_WITHOUT_EXIFTOOL;
   EXPECT_LE(Program::run(call).status, 1);
+  EXPECT_TRUE(isDated(film.path, film.wanted)) << "nobody writes into it, so it needs no room";
   for (const Photo& photo : photos_) {
     EXPECT_TRUE(imageDataOf(photo.path) == photo.imageData) << photo.path;
     EXPECT_TRUE(std::filesystem::exists(sidecarOf(photo.path))) << photo.path;
