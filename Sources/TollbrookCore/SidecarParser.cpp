@@ -27,10 +27,11 @@ Files::Descriptor openWithoutBlocking(int directory, const char* name) {
   return Files::Descriptor(descriptor);
 }
 
-/// Whether an error says nothing about the file that it was met at.
-bool isOutsideFile(const std::error_code& error) {
-  constexpr std::array outside{EIO, ENODEV, ESTALE, ETIMEDOUT, EMFILE, ENFILE, ENOMEM};
-  return std::find(outside.begin(), outside.end(), error.value()) != outside.end();
+/// Whether an error says something about the file that it was met at. Every other one may be gone next time.
+bool isOfFile(const std::error_code& error) {
+  constexpr std::array ofFile{EACCES, EFBIG,   EINVAL,       EISDIR, ELOOP,
+                              ENOENT, ENOTDIR, ENAMETOOLONG, ENXIO,  EPERM};
+  return std::find(ofFile.begin(), ofFile.end(), error.value()) != ofFile.end();
 }
 
 /// Reads a sidecar into `json`; `filled` is the number of its bytes.
@@ -137,7 +138,7 @@ std::optional<double> number(const std::optional<Json::Value>& value) {
 std::optional<SidecarData> Reader::read(int directory, const char* name) {
   std::size_t size = 0;
   const std::error_code error = load(directory, name, json_, size);
-  hasFailed_ = isOutsideFile(error);
+  hasFailed_ = error && !isOfFile(error);
   return error ? std::nullopt : parse(json_, size);
 }
 

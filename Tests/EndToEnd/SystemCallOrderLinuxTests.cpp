@@ -385,12 +385,16 @@ TEST_F(BrokenDiskTest, APhotoWhoseSidecarTheDiskDoesNotGiveIsNotRecorded) {
   addPhotos();
   auto arguments = writing_;
   arguments.push_back("--no-embedded");
-  const auto result = runTraced(
-      {"-P", sidecarOf(photos_[1].path), "-e", "trace=read", "-e", "inject=read:error=EIO"}, arguments);
-  EXPECT_EQ(result.status, 1) << result.errors;
-  EXPECT_EQ(nlohmann::json::parse(result.output)["errors"], nlohmann::json({"b.jpg: Could not be read"}));
-  EXPECT_THAT(finished(), UnorderedElementsAre("a.jpg", "c.jpg"));
-  EXPECT_EQ(record()["phase"], "writing");
+  // A disk that fails, and a network drive that went away.
+  for (const std::string error : {"EIO", "ENOTCONN"}) {
+    const auto result =
+        runTraced({"-P", sidecarOf(photos_[1].path), "-e", "trace=read", "-e", "inject=read:error=" + error},
+                  arguments);
+    EXPECT_EQ(result.status, 1) << result.errors;
+    EXPECT_EQ(nlohmann::json::parse(result.output)["errors"], nlohmann::json({"b.jpg: Could not be read"}));
+    EXPECT_THAT(finished(), UnorderedElementsAre("a.jpg", "c.jpg"));
+    EXPECT_EQ(record()["phase"], "writing");
+  }
   EXPECT_EQ(run({"resume", "--quiet"}).status, 0);
   EXPECT_TRUE(isDated(photos_[1].path, photos_[1].wanted));
   EXPECT_EQ(record()["phase"], "complete");
