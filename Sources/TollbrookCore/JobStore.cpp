@@ -51,11 +51,11 @@ std::vector<fs::path> jobDirectories() {
   return paths;
 }
 
-/// The job's folder when something is there.
+/// The job's folder when it is there.
 std::optional<fs::path> existingFolder(const JobJournal::Record& record) {
   auto folder = JobJournal::resolveFolder(record);
   std::error_code ignored;
-  if (!folder || !fs::exists(*folder, ignored)) return std::nullopt;
+  if (!folder || !fs::is_directory(*folder, ignored)) return std::nullopt;
   return folder;
 }
 

@@ -5,9 +5,9 @@
 #include "Commands.h"
 #include "Console.h"
 #include "ExitStatus.h"
+#include "Folder.h"
 #include "JsonOutput.h"
 #include "TollbrookCore/JobJournal.h"
-#include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::cli {
 namespace {
@@ -48,7 +48,7 @@ int listJobs(bool json) {
 }
 
 int forget(const std::filesystem::path& folder) {
-  const std::filesystem::path path = Files::standardized(folder);
+  const std::filesystem::path path = namedFolder(folder);
   switch (JobJournal::forget(path)) {
     case JobJournal::ForgetOutcome::busy:
       throw JobJournal::Busy();

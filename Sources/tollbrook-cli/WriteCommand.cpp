@@ -85,13 +85,7 @@ int write(const WriteArguments& arguments) {
 
 int resume(const RunOutput& output) {
   auto journal = JobJournal::claimUnfinished();
-  if (!journal) {
-    // One that is there and could not be had: opening it says why.
-    if (const auto unfinished = JobJournal::unfinishedToResume()) {
-      const JobJournal::Record record = unfinished->record();
-      journal = JobJournal::open(unfinished->root(), record.recursive, record.options);
-    }
-  }
+  if (!journal && JobJournal::unfinishedToResume()) throw JobJournal::Busy();
   if (!journal) {
     if (output.json) {
       Console::printDocument(JsonOutput::document(std::nullopt, 0, "none", {}));
@@ -101,8 +95,9 @@ int resume(const RunOutput& output) {
     return done;
   }
   const JobJournal::Record record = journal->record();
-  if (!output.json) Console::print("Continuing in " + Console::shown(journal->root()));
-  return run(readableFolder(journal->root()), record.recursive, record.options, *journal, output);
+  const std::filesystem::path folder = readableFolder(journal->root());
+  if (!output.json) Console::print("Continuing in " + Console::shown(folder));
+  return run(folder, record.recursive, record.options, *journal, output);
 }
 
 }  // namespace tollbrook::cli

@@ -302,6 +302,32 @@ TEST_F(CommandLineTest, AStoppedRunPrintsItsDocument) {
   EXPECT_EQ(oneDocument(result.output).at("cancelled"), true);
 }
 
+TEST_F(CommandLineTest, AStoppedScanReportsWhatItHasSeen) {
+  // Whether somebody still writes a leftover shows after a while only, in each folder anew.
+  const auto leftoverIn = [&](int number) {
+    return folder / "export" / std::to_string(number) / "b.jpg_exiftool_tmp";
+  };
+  constexpr int folders = 40;
+  for (int number = 0; number < folders; ++number) {
+    writeFile(leftoverIn(number), "x");
+    writeFile(leftoverIn(number).parent_path() / "b.jpg", tinyJpeg());
+  }
+  Program program(tool.call({"scan", place, "--json"}));
+  const auto hasBegun = [&] {
+    for (int number = 0; number < folders; ++number) {
+      if (!std::filesystem::exists(leftoverIn(number))) return true;
+    }
+    return false;
+  };
+  ASSERT_TRUE(eventually(hasBegun));
+  program.send(SIGTERM);
+  const auto result = program.wait();
+  EXPECT_EQ(result.status, 143);
+  const auto seen = oneDocument(result.output).at("mediaCount").get<int>();
+  EXPECT_GE(seen, 1);
+  EXPECT_LE(seen, folders);
+}
+
 TEST_F(CommandLineTest, NoMessageGetsIntoAFileThatTookAClosedStreamsPlace) {
   auto call = tool.call({"write", place, "--no-embedded", "--no-file-dates"});
   call.prepare = [] {
