@@ -1,21 +1,12 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <string>
 
+#include "ImageFuzzer.h"
 #include "TollbrookCore/ImageMetadata/Png.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 
-// Any bytes are refused or give a new file, which is then complete: a second write changes nothing.
-
+namespace tollbrook::ImageMetadata {
 namespace {
-
-using namespace tollbrook::ImageMetadata;
-
-const TargetTags target{
-    .takenTime = tollbrook::fromEpoch(1561982400),
-    .position = TargetTags::Position{.latitude = 48.8584, .longitude = -2.2945, .altitude = 35},
-    .caption = "a caption"};
 
 /// The input with every checksum right; no change of a byte would get past them else.
 std::string withChecksums(const std::string& input) {
@@ -32,15 +23,10 @@ std::string withChecksums(const std::string& input) {
 }
 
 }  // namespace
+}  // namespace tollbrook::ImageMetadata
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string file = withChecksums({reinterpret_cast<const char*>(bytes), size});
-  std::string written;
-  try {
-    written = Png::plan(MemorySource(file), target).bytes();
-  } catch (const Refused&) {
-    return 0;
-  }
-  if (!Png::plan(MemorySource(written), target).isUnchanged()) std::abort();
+  using namespace tollbrook::ImageMetadata;
+  checkPlan(Png::plan, withChecksums({reinterpret_cast<const char*>(bytes), size}));
   return 0;
 }
