@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Support/HeifItems.h"
 #include "Support/HeifMaker.h"
+#include "Support/ImageTags.h"
 #include "TollbrookCore/ImageMetadata/Heif.h"
 #include "TollbrookCore/ImageMetadata/HeifPrimary.h"
 
@@ -9,31 +11,19 @@
 namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
+using test::dataOf;
 using test::exifItem;
 using test::HeifShape;
 using test::isoBox;
+using test::itemsOf;
 using test::makeHeif;
+using test::metaOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-std::string written(const std::string& file) {
-  return plan(MemorySource(file), {.takenTime = fromEpoch(1561982400)}).bytes();
-}
-
-Meta metaOf(const std::string& file) { return File::read(MemorySource(file)).meta; }
-
-std::vector<ItemId> itemsOf(const std::string& file) {
-  std::vector<ItemId> ids;
-  for (const Item& item : metaOf(file).items.items) ids.push_back(item.id);
-  return ids;
-}
-
-std::string dataOf(const std::string& file, ItemId item) {
-  const Meta meta = metaOf(file);
-  return itemBytes(MemorySource(file), meta, *meta.locations.find(item), file.size());
-}
+std::string written(const std::string& file) { return plan(MemorySource(file), test::dates()).bytes(); }
 
 HeifShape::Item image(std::uint32_t id, const std::string& data) {
   return {.id = id, .type = "hvc1", .data = data};

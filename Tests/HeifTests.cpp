@@ -3,32 +3,30 @@
 
 #include <tuple>
 
+#include "Support/HeifItems.h"
 #include "Support/HeifMaker.h"
+#include "Support/ImageTags.h"
 #include "TollbrookCore/ImageMetadata/Heif.h"
 #include "TollbrookCore/ImageMetadata/HeifFile.h"
 
 namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
+using test::captioned;
+using test::dataOf;
+using test::dates;
 using test::exifBlock;
 using test::exifItem;
 using test::HeifShape;
 using test::isoBox;
+using test::itemsOf;
 using test::makeHeif;
+using test::metaOf;
+using test::stamp;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-constexpr std::string_view stamp = "2019:07:01 12:00:00";
-
-TargetTags dates() { return {.takenTime = fromEpoch(1561982400)}; }
-
-TargetTags captioned(std::string caption) {
-  TargetTags target = dates();
-  target.caption = std::move(caption);
-  return target;
-}
 
 std::string written(const std::string& file, const TargetTags& target = dates()) {
   return plan(MemorySource(file), target).bytes();
@@ -36,20 +34,6 @@ std::string written(const std::string& file, const TargetTags& target = dates())
 
 void expectRefused(const std::string& file) { EXPECT_THROW(written(file), Refused); }
 void expectRefused(const HeifShape& shape) { expectRefused(makeHeif(shape)); }
-
-Meta metaOf(const std::string& file) { return File::read(MemorySource(file)).meta; }
-
-std::vector<ItemId> itemsOf(const std::string& file) {
-  std::vector<ItemId> ids;
-  for (const Item& item : metaOf(file).items.items) ids.push_back(item.id);
-  return ids;
-}
-
-std::string dataOf(const std::string& file, ItemId item) {
-  const Meta meta = metaOf(file);
-  const auto* location = meta.locations.find(item);
-  return location ? itemBytes(MemorySource(file), meta, *location, file.size()) : "no data";
-}
 
 /// The data of the only item of this type.
 std::string dataOfType(const std::string& file, std::string_view type) {
@@ -93,7 +77,7 @@ void expectWritten(const HeifShape& shape) {
       EXPECT_EQ(dataOf(after, item.id), dataOf(before, item.id));
     }
   }
-  EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr(std::string(stamp)));
+  EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr(stamp));
   if (dataOfType(before, "Exif") != "none") {
     EXPECT_THAT(dataOfType(after, "Exif"), HasSubstr("Acme"));
   }
@@ -176,7 +160,7 @@ TEST(Heif, WritesOverAnExifItemOfTheSameLength) {
   const std::string second = written(first, later);
   EXPECT_EQ(second.size(), first.size());
   EXPECT_THAT(dataOfType(second, "Exif"), HasSubstr("2019:07:01 12:00:01"));
-  EXPECT_THAT(second, Not(HasSubstr(std::string(stamp))));
+  EXPECT_THAT(second, Not(HasSubstr(stamp)));
 }
 
 TEST(Heif, GrowsByNoMoreThanTheCaptionDoes) {
@@ -240,7 +224,7 @@ TEST(Heif, AcceptsEveryPlaceOfTheTiffHeaderThatIsInUse) {
     shape.items[1].data = start + exifBlock();
     const std::string data = dataOf(written(makeHeif(shape)), 2);
     EXPECT_THAT(data, StartsWith(start + "MM"));
-    EXPECT_THAT(data, HasSubstr(std::string(stamp)));
+    EXPECT_THAT(data, HasSubstr(stamp));
   }
   HeifShape shape = withExif();
   for (const std::string& data : {std::string("\0\0\0\6Exif", 8), std::string("\0\0\0\1", 4) + exifBlock(),
@@ -329,7 +313,7 @@ TEST(Heif, WidensTheOffsetsOfALargeFile) {
     const Meta meta = File::read(after).meta;
     EXPECT_EQ(meta.locations.offsetWidth, 8U);
     EXPECT_EQ(itemBytes(after, meta, *meta.locations.find(1), 100), "the picture");
-    EXPECT_THAT(itemBytes(after, meta, *meta.locations.find(2), 1000), HasSubstr(std::string(stamp)));
+    EXPECT_THAT(itemBytes(after, meta, *meta.locations.find(2), 1000), HasSubstr(stamp));
     EXPECT_TRUE(plan(after, dates()).isUnchanged());
   }
 }

@@ -29,18 +29,9 @@ using std::filesystem::path;
 using testing::IsEmpty;
 
 const path corpus = TOLLBROOK_CORPUS;
-const std::string caption =
-    "Gr\xC3\xBC\xC3\x9F"
-    "e aus \xE4\xBA\xAC\xE9\x83\xBD\nsecond line \xF0\x9F\x8E\x89";
-
-SidecarData someData() {
-  SidecarData data;
-  data.takenTime = fromEpoch(1561985045);  // 2019-07-01 12:44:05 UTC
-  data.latitude = 48.8584;
-  data.longitude = -2.2945;
-  data.altitude = 35;
-  return data;
-}
+const std::string caption = "Grüße aus 京都\nsecond line 🎉";
+const SidecarData someData{
+    .takenTime = fromEpoch(1561985045), .latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
 const std::string stamp = "2019:07:01 12:44:05";
 
 bool isJpegOrTiff(const path& file) {
@@ -63,7 +54,7 @@ void copyImages(const path& from, const std::vector<std::string>& names, const p
   for (const std::string& name : names) writeFile(to / name, readFile(from / name));
 }
 
-bool write(const path& file) { return MetadataWriter::writeWithImageIO(file, someData(), caption); }
+bool write(const path& file) { return MetadataWriter::writeWithImageIO(file, someData, caption); }
 
 /// What a file holds: for each tag with its group the values, since a group may come several times.
 using Values = std::multiset<std::string>;
@@ -350,7 +341,7 @@ TEST_F(ImageCorpus, ASecondWriteLeavesEveryByte) {
 
 TEST_F(ImageCorpus, OtherDataOfTheSameLengthTakeNoMoreRoom) {
   const TemporaryFolder again;
-  SidecarData other = someData();
+  SidecarData other = someData;
   other.takenTime = fromEpoch(961985045);
   other.latitude = -8.5;
   const std::string otherCaption(caption.size(), 'o');

@@ -87,9 +87,7 @@ class ReplacingAnImage : public testing::Test {
   void TearDown() override { calls = Calls(); }
 
   bool write() const {
-    SidecarData data;
-    data.takenTime = fromEpoch(1561982400);
-    return MetadataWriter::writeWithImageIO(file_, data, std::nullopt);
+    return MetadataWriter::writeWithImageIO(file_, {.takenTime = fromEpoch(1561982400)}, std::nullopt);
   }
 
   std::vector<std::string> namesInFolder() const {

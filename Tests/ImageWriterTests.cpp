@@ -28,17 +28,10 @@ using test::writeFile;
 using testing::ElementsAre;
 
 SidecarData everything() {
-  SidecarData data;
-  data.takenTime = fromEpoch(1561982400);
-  data.latitude = 48.8584;
-  data.longitude = -2.2945;
-  data.altitude = 35;
-  return data;
+  return {.takenTime = fromEpoch(1561982400), .latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
 }
 
-const std::optional<std::string> caption =
-    "Gr\xC3\xBC\xC3\x9F"
-    "e\nfrom here";
+const std::optional<std::string> caption = "Grüße\nfrom here";
 
 constexpr uid_t ordinary = 1234;
 

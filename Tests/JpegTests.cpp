@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Support/Fixtures.h"
+#include "Support/ImageTags.h"
 #include "Support/TiffBlock.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/Jpeg.h"
@@ -20,27 +21,14 @@ using testing::HasSubstr;
 constexpr std::uint16_t make = 0x010F, pictureEntries = 0xB002;
 constexpr std::size_t endOfJfif = 20;
 
-TargetTags everything() {
-  TargetTags target;
-  target.takenTime = fromEpoch(1561982400);
-  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
-  target.caption =
-      "Gr\xC3\xBC\xC3\x9F"
-      "e\nfrom here";
-  return target;
-}
+TargetTags everything() { return test::everything("Grüße\nfrom here"); }
 
 std::string written(const std::string& file, const TargetTags& target = everything()) {
   return plan(MemorySource(file), target).bytes();
 }
 
 std::string refusalOf(const std::string& file) {
-  try {
-    written(file);
-  } catch (const Refused& refusal) {
-    return refusal.what();
-  }
-  return "";
+  return test::refusalOf([&] { written(file); });
 }
 
 bool staysAsItIs(const std::string& file) { return plan(MemorySource(file), everything()).isUnchanged(); }

@@ -40,8 +40,7 @@ TEST(LargeImage, IsWrittenInLittleMemory) {
   // In a process of its own, since the memory of this one has had its peak.
   const pid_t child = fork();
   if (child == 0) {
-    SidecarData data;
-    data.takenTime = fromEpoch(1561982400);
+    const SidecarData data{.takenTime = fromEpoch(1561982400)};
     const long before = peakMemoryKibibytes();
     const bool written = MetadataWriter::writeWithImageIO(file, data, "a caption");
     _exit(!written ? 1 : peakMemoryKibibytes() - before > mostMemoryKibibytes ? 2 : 0);

@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "Support/ImageTags.h"
 #include "Support/PixelData.h"
 #include "Support/Program.h"
 #include "Support/ReadBack.h"
@@ -34,11 +35,7 @@ using Readings = std::map<std::string, Tags>;
 const path corpus = TOLLBROOK_CORPUS;
 const std::string caption = "A caption, \xC3\xA9\nof two lines";
 
-TargetTags target() {
-  return {.takenTime = fromEpoch(1561982400),
-          .position = TargetTags::Position{.latitude = 48.8584, .longitude = -2.2945, .altitude = 35},
-          .caption = caption};
-}
+TargetTags target() { return test::everything(caption); }
 
 bool isPng(const std::string& name) { return name.ends_with(".png") || name.ends_with(".PNG"); }
 
@@ -58,12 +55,7 @@ Names namesIn(const path& folder) {
 
 /// Empty when the file was written, else why not.
 std::string refusal(const path& file) {
-  try {
-    writeImage(file, target());
-    return "";
-  } catch (const Refused& refused) {
-    return refused.what();
-  }
+  return test::refusalOf([&] { writeImage(file, target()); });
 }
 
 std::string groupOf(const std::string& tag) { return tag.substr(0, tag.find(':')); }
@@ -140,10 +132,9 @@ class PngHeifCorpus : public testing::Test {
 
 TEST_F(PngHeifCorpus, IsWrittenWhereExifToolWritesIt) {
   const TemporaryFolder folder;
-  Program::Call call{
-      .program = ExifTool::path()->string(),
-      .arguments = {"-q", "-q", "-overwrite_original", "-DateTimeOriginal=2019:07:01 12:00:00"},
-      .folder = folder.path()};
+  Program::Call call{.program = ExifTool::path()->string(),
+                     .arguments = {"-q", "-q", "-overwrite_original", "-DateTimeOriginal=" + test::stamp},
+                     .folder = folder.path()};
   for (const std::string& name : samples().all()) {
     test::writeFile(folder / name, test::readFile(samples().before() / name));
     call.arguments.push_back(name);
@@ -184,11 +175,11 @@ TEST_F(PngHeifCorpus, HasTheTargetTagsForOtherReaders) {
       return found == after.at(name).end() || found->second.size() != 1 ? "not there once"
                                                                         : *found->second.begin();
     };
-    EXPECT_EQ(value("ExifIFD:DateTimeOriginal"), "2019:07:01 12:00:00");
-    EXPECT_EQ(value("ExifIFD:CreateDate"), "2019:07:01 12:00:00");
+    EXPECT_EQ(value("ExifIFD:DateTimeOriginal"), test::stamp);
+    EXPECT_EQ(value("ExifIFD:CreateDate"), test::stamp);
     EXPECT_EQ(value("ExifIFD:OffsetTimeOriginal"), "+00:00");
     EXPECT_EQ(value("ExifIFD:OffsetTimeDigitized"), "+00:00");
-    EXPECT_EQ(value("IFD0:ModifyDate"), "2019:07:01 12:00:00");
+    EXPECT_EQ(value("IFD0:ModifyDate"), test::stamp);
     EXPECT_EQ(value("IFD0:ImageDescription"), caption);
     EXPECT_TRUE(value("XMP-dc:Description") == caption || hasUnreadableXmp(samples().after() / name))
         << value("XMP-dc:Description");
@@ -208,7 +199,7 @@ TEST_F(PngHeifCorpus, IsReadByExiv2WhereItKnowsTheKind) {
     if (result.status == 127) GTEST_SKIP() << "exiv2 is not installed: nothing was tested here";
     if (result.output.empty() && !isPng(name)) continue;
     ++read;
-    EXPECT_EQ(result.output, "2019:07:01 12:00:00\n") << name;
+    EXPECT_EQ(result.output, test::stamp + "\n") << name;
   }
   EXPECT_GT(read, 10U);
 }
@@ -453,8 +444,8 @@ TEST_F(PngHeifCorpus, IsWrittenAsWhatItIsUnderAnyName) {
   test::writeFile(folder / "png.heic", test::readFile(corpus / "media" / "plain.png"));
   EXPECT_EQ(refusal(folder / "heif.jpg"), "");
   EXPECT_EQ(refusal(folder / "png.heic"), "");
-  EXPECT_THAT(test::readFile(folder / "heif.jpg"), testing::HasSubstr("2019:07:01 12:00:00"));
-  EXPECT_THAT(test::readFile(folder / "png.heic"), testing::HasSubstr("2019:07:01 12:00:00"));
+  EXPECT_THAT(test::readFile(folder / "heif.jpg"), testing::HasSubstr(test::stamp));
+  EXPECT_THAT(test::readFile(folder / "png.heic"), testing::HasSubstr(test::stamp));
 }
 
 }  // namespace

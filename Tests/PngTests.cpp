@@ -3,6 +3,7 @@
 
 #include "Support/Fixtures.h"
 #include "Support/HeifMaker.h"
+#include "Support/ImageTags.h"
 #include "TollbrookCore/ImageMetadata/Png.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
@@ -10,7 +11,10 @@
 namespace tollbrook::ImageMetadata::Png {
 namespace {
 
+using test::captioned;
+using test::dates;
 using test::exifBlock;
+using test::stamp;
 using test::tinyPng;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -19,20 +23,11 @@ using testing::Not;
 using testing::StartsWith;
 
 constexpr std::size_t headerEnd = 33;  // signature and header chunk
-const std::string stamp = "2019:07:01 12:00:00";
 const std::string xmpKeyword = "XML:com.adobe.xmp";
 const std::string packet =
     "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
     "<rdf:Description rdf:about='' xmlns:xmp='http://ns.adobe.com/xap/1.0/' "
     "xmp:CreateDate='2001-01-01T00:00:00' xmp:Rating='4'/></rdf:RDF></x:xmpmeta>";
-
-TargetTags dates() { return {.takenTime = fromEpoch(1561982400)}; }
-
-TargetTags captioned(std::string caption) {
-  TargetTags target = dates();
-  target.caption = std::move(caption);
-  return target;
-}
 
 std::string written(const std::string& file, const TargetTags& target = dates()) {
   return plan(MemorySource(file), target).bytes();

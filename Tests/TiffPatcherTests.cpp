@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Support/ImageTags.h"
 #include "Support/TiffBlock.h"
 #include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 
@@ -13,19 +14,8 @@ using testing::HasSubstr;
 
 constexpr std::uint16_t make = 0x010F, model = 0x0110, makerNote = 0x927C, exposureTime = 0x829A;
 
-TargetTags everything() {
-  TargetTags target;
-  target.takenTime = fromEpoch(1561982400);
-  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = -12.5};
-  target.caption = "two\nlines";
-  return target;
-}
-
-TargetTags captioned(const std::string& caption) {
-  TargetTags target;
-  target.caption = caption;
-  return target;
-}
+TargetTags everything() { return test::everything("two\nlines", -12.5); }
+TargetTags captionAlone(const std::string& caption) { return {.caption = caption}; }
 
 Block cameraBlock() {
   Block block;
@@ -46,12 +36,7 @@ std::string patched(const std::string& block, const TargetTags& target) {
 }
 
 std::string refusalOf(const std::string& block, const TiffEdits& edits) {
-  try {
-    patched(block, edits);
-  } catch (const Refused& refusal) {
-    return refusal.what();
-  }
-  return "";
+  return test::refusalOf([&] { patched(block, edits); });
 }
 
 std::string refusalOf(const std::string& block) { return refusalOf(block, exifEdits(everything())); }
@@ -84,7 +69,7 @@ class Read {
 };
 
 void expectEverything(const Read& block) {
-  const std::string stamp("2019:07:01 12:00:00\0", 20), offset("+00:00\0", 7);
+  const std::string stamp = test::stamp + '\0', offset("+00:00\0", 7);
   EXPECT_EQ(block.first(TiffTag::dateTime), stamp);
   EXPECT_EQ(block.first(TiffTag::imageDescription), std::string("two\nlines\0", 10));
   EXPECT_EQ(block.exif(TiffTag::dateTimeOriginal), stamp);
@@ -167,7 +152,7 @@ TEST(NewExifBlock, HoldsTheTagsAndNothingElse) {
 }
 
 TEST(NewExifBlock, HasNoDirectoryForWhatIsNotGiven) {
-  const Read block(newExifBlock(exifEdits(captioned("words"))));
+  const Read block(newExifBlock(exifEdits(captionAlone("words"))));
   EXPECT_EQ(block.reader().exif(), nullptr);
   EXPECT_EQ(block.reader().gps(), nullptr);
   EXPECT_EQ(block.first(TiffTag::imageDescription), std::string("words\0", 6));
@@ -175,9 +160,7 @@ TEST(NewExifBlock, HasNoDirectoryForWhatIsNotGiven) {
 
 TEST(PatchTiff, ReplacesADateWhereItStands) {
   const std::string before = cameraBlock().bytes();
-  TargetTags target;
-  target.takenTime = fromEpoch(1561982400);
-  const std::string after = patched(before, target);
+  const std::string after = patched(before, test::dates());
   EXPECT_EQ(after.find("2001:01:01"), std::string::npos);
   EXPECT_EQ(after.find("2019:07:01"), before.find("2001:01:01"));
 }
@@ -193,7 +176,7 @@ TEST(PatchTiff, DoesNotWriteOverAValueThatTwoEntriesShare) {
   const TiffEntry& description = *read.reader().first().find(TiffTag::imageDescription);
   const std::uint64_t shared = description.value->end() - named.value->length;
   bytes.replace(named.position + 8, 4, numberBytes(shared, 4, ByteOrder::little));
-  const Read after(patched(bytes, captioned("short")));
+  const Read after(patched(bytes, captionAlone("short")));
   EXPECT_EQ(after.first(model), std::string("is long enough\0", 15).substr(1));
   EXPECT_EQ(after.first(TiffTag::imageDescription), std::string("short\0", 6));
 }
@@ -208,13 +191,13 @@ TEST(PatchTiff, GrowsByTheDifferenceForALongerCaption) {
 }
 
 TEST(PatchTiff, PutsAShortCaptionIntoTheEntry) {
-  EXPECT_EQ(Read(patched(cameraBlock().bytes(), captioned("abc"))).first(TiffTag::imageDescription),
+  EXPECT_EQ(Read(patched(cameraBlock().bytes(), captionAlone("abc"))).first(TiffTag::imageDescription),
             std::string("abc\0", 4));
 }
 
 TEST(PatchTiff, RaisesAnExifVersionThatHasNoOffsets) {
   EXPECT_EQ(Read(patched(cameraBlock().bytes(), everything())).exif(TiffTag::exifVersion), "0232");
-  EXPECT_EQ(Read(patched(cameraBlock().bytes(), captioned("x"))).exif(TiffTag::exifVersion), "0221");
+  EXPECT_EQ(Read(patched(cameraBlock().bytes(), captionAlone("x"))).exif(TiffTag::exifVersion), "0221");
   Block newer = cameraBlock();
   newer.exif[1].bytes = "0300";
   EXPECT_EQ(Read(patched(newer.bytes(), everything())).exif(TiffTag::exifVersion), "0300");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "Support/ImageTags.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TiffBlock.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
@@ -21,13 +22,7 @@ using testing::HasSubstr;
 
 const std::string pixels = "some pixels";
 
-TargetTags everything() {
-  TargetTags target;
-  target.takenTime = fromEpoch(1561982400);
-  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
-  target.caption = "a caption";
-  return target;
-}
+TargetTags everything() { return test::everything("a caption"); }
 
 /// A directory of one strip, which lies at `offset`.
 std::vector<BlockEntry> image(std::uint64_t offset, std::uint64_t length = pixels.size()) {
@@ -57,12 +52,7 @@ std::string written(const std::string& file, const TargetTags& target = everythi
 }
 
 std::string refusalOf(const std::string& file) {
-  try {
-    written(file);
-  } catch (const Refused& refusal) {
-    return refusal.what();
-  }
-  return "";
+  return test::refusalOf([&] { written(file); });
 }
 
 std::string firstValue(const std::string& file, std::uint16_t tag) {

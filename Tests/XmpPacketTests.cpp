@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Support/ImageTags.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata {
@@ -9,13 +10,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-TargetTags everything() {
-  TargetTags target;
-  target.takenTime = fromEpoch(1561982400);
-  target.position = {.latitude = 48.8584, .longitude = -2.2945, .altitude = -35.5};
-  target.caption = "a <new> & \"better\"\ncaption";
-  return target;
-}
+TargetTags everything() { return test::everything("a <new> & \"better\"\ncaption", -35.5); }
 
 std::string packetOf(const std::string& attributes, const std::string& elements) {
   return "<?xpacket begin=\"\xEF\xBB\xBF\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>\n"
