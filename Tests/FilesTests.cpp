@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Support/JobStore.h"
+#include "Support/Names.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/Support/Files.h"
 
@@ -15,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::FullDisk;
+using test::namesIn;
 using test::readFile;
 using test::TemporaryFolder;
 using test::writeFile;
@@ -22,10 +24,6 @@ using test::writeFile;
 constexpr std::size_t noLimit = std::size_t{1} << 30;
 
 std::error_code errorOf(int number) { return {number, std::generic_category()}; }
-
-std::size_t entriesIn(const fs::path& folder) {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-}
 
 TEST(StandardizedPath, ResolvesDotsByTextAlone) {
   EXPECT_EQ(Files::standardized("/a/./b"), "/a/b");
@@ -236,7 +234,7 @@ TEST(Replace, MakesANewFile) {
   const TemporaryFolder folder;
   EXPECT_FALSE(Files::replace(folder / "file", folder / "file.tmp", "new"));
   EXPECT_EQ(readFile(folder / "file"), "new");
-  EXPECT_EQ(entriesIn(folder.path()), 1u);
+  EXPECT_EQ(namesIn(folder.path()).size(), 1u);
 }
 
 TEST(Replace, PutsAnotherFileInThePlaceOfTheOldOne) {
@@ -253,7 +251,7 @@ TEST(Replace, OverwritesALeftoverTemporary) {
   writeFile(folder / "file.tmp", "a longer leftover of a crash");
   EXPECT_FALSE(Files::replace(folder / "file", folder / "file.tmp", "new"));
   EXPECT_EQ(readFile(folder / "file"), "new");
-  EXPECT_EQ(entriesIn(folder.path()), 1u);
+  EXPECT_EQ(namesIn(folder.path()).size(), 1u);
 }
 
 TEST(Replace, NeverWritesThroughALink) {
@@ -280,7 +278,7 @@ TEST(Replace, OnAFullDiskKeepsTheOldFileAndRemovesTheTemporary) {
     EXPECT_EQ(Files::replace(folder / "file", folder / "file.tmp", std::string(10000, 'x')), errorOf(EFBIG));
   }
   EXPECT_EQ(readFile(folder / "file"), "old");
-  EXPECT_EQ(entriesIn(folder.path()), 1u);
+  EXPECT_EQ(namesIn(folder.path()).size(), 1u);
 }
 
 TEST(Replace, WhereTheNameIsTakenByAFolderRemovesTheTemporary) {
@@ -288,7 +286,7 @@ TEST(Replace, WhereTheNameIsTakenByAFolderRemovesTheTemporary) {
   fs::create_directory(folder / "file");
   EXPECT_TRUE(Files::replace(folder / "file", folder / "file.tmp", "new"));
   EXPECT_TRUE(fs::is_directory(folder / "file"));
-  EXPECT_EQ(entriesIn(folder.path()), 1u);
+  EXPECT_EQ(namesIn(folder.path()).size(), 1u);
 }
 
 TEST(Replace, InAMissingFolderIsAnError) {

@@ -13,6 +13,7 @@
 
 #include "Support/Fixtures.h"
 #include "Support/JobStore.h"
+#include "Support/Names.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/MetadataWriter.h"
 #include "TollbrookCore/Support/Platform.h"
@@ -72,6 +73,7 @@ extern "C" ssize_t copy_file_range(int in, off64_t* inOffset, int out, off64_t* 
 namespace tollbrook {
 namespace {
 
+using test::namesIn;
 using test::readFile;
 using test::TemporaryFolder;
 using test::tinyJpeg;
@@ -90,17 +92,9 @@ class ReplacingAnImage : public testing::Test {
     return MetadataWriter::writeWithImageIO(file_, {.takenTime = fromEpoch(1561982400)}, std::nullopt);
   }
 
-  std::vector<std::string> namesInFolder() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
-      names.push_back(entry.path().filename());
-    }
-    return names;
-  }
-
   void expectUntouched() const {
     EXPECT_TRUE(readFile(file_) == before_);
-    EXPECT_THAT(namesInFolder(), ElementsAre("a.jpg"));
+    EXPECT_THAT(namesIn(folder_.path()), ElementsAre("a.jpg"));
   }
 
   const TemporaryFolder folder_;
@@ -156,7 +150,7 @@ TEST_F(ReplacingAnImage, LeavesItWhenTheProgramDiesBeforeTheNewFileTakesItsName)
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
   EXPECT_TRUE(readFile(file_) == before_);
-  std::vector<std::string> left = namesInFolder();
+  std::vector<std::string> left = namesIn(folder_.path());
   std::erase(left, "a.jpg");
   ASSERT_EQ(left.size(), 1u);
   EXPECT_TRUE(left.front().starts_with(".tollbrook-")) << "or nobody would know it for a leftover";

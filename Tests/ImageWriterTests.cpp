@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "Support/Fixtures.h"
+#include "Support/Names.h"
 #include "Support/ReadBack.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/ExifTool.h"
@@ -21,6 +22,7 @@ namespace {
 
 using std::filesystem::path;
 using test::metadataValue;
+using test::namesIn;
 using test::readFile;
 using test::TemporaryFolder;
 using test::tinyJpeg;
@@ -36,13 +38,6 @@ const std::optional<std::string> caption = "Grüße\nfrom here";
 constexpr uid_t ordinary = 1234;
 
 bool write(const path& file) { return MetadataWriter::writeWithImageIO(file, everything(), caption); }
-
-std::vector<std::string> namesIn(const path& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    names.push_back(entry.path().filename());
-  return names;
-}
 
 struct stat statusOf(const path& file) {
   struct stat status {};

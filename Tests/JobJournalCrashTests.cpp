@@ -8,6 +8,7 @@
 #include <random>
 
 #include "Support/JobStore.h"
+#include "Support/Names.h"
 
 // Each test lays out what a crash or a power loss at one moment leaves on disk, opens the job again, and says
 // what survives and what is lost.
@@ -29,7 +30,7 @@ class JobJournalCrash : public test::JobStoreTest {
   }
 
   void expectOnlyListAndRecord() const {
-    EXPECT_EQ(std::distance(fs::directory_iterator(job()), fs::directory_iterator()), 2);
+    EXPECT_EQ(test::namesIn(job()).size(), 2u);
     EXPECT_TRUE(fs::exists(list()));
     EXPECT_TRUE(JobJournal::decode(readFile(record())));
   }

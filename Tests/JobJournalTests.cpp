@@ -3,10 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <thread>
 
 #include "Support/JobStore.h"
+#include "Support/Names.h"
 #include "TollbrookCore/JobJournal.h"
 #include "TollbrookCore/Support/Platform.h"
 
@@ -28,12 +28,7 @@ class JobJournalTest : public test::JobStoreTest {
     return decoded.value_or(JobJournal::Record{});
   }
 
-  std::vector<std::string> filesInJob() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(job())) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
+  std::vector<std::string> filesInJob() const { return test::namesIn(job()); }
 };
 
 /// An ordinary user's rights for as long as this lives, on everything below `folder`. Modes stop no root.

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "Support/CommandLine.h"
+#include "Support/Names.h"
 
 /// Whole exports, built with every irregularity that downloads have, and a manifest that says what belongs to
 /// what.
@@ -129,10 +130,7 @@ TEST_P(ExportTest, OrphansAreTheSidecarsBesidePhotosThatNobodyClaimed) {
   std::int64_t orphans = 0;
   for (const auto& parent : foldersWithMedia) {
     for (const auto& entry : std::filesystem::directory_iterator(parent)) {
-      std::string extension = entry.path().extension();
-      for (char& letter : extension)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-      if (extension == ".json" && !claimed.contains(entry.path())) ++orphans;
+      if (hasExtension(entry.path(), {".json"}) && !claimed.contains(entry.path())) ++orphans;
     }
   }
   EXPECT_EQ(report.at("orphanJSONCount"), orphans);

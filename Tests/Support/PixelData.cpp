@@ -1,7 +1,6 @@
 #include "Support/PixelData.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -9,6 +8,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "Support/Names.h"
 #include "Support/Program.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/ExifTool.h"
@@ -17,12 +17,6 @@ namespace tollbrook::test {
 namespace {
 
 using Names = std::vector<std::string>;
-
-std::string lowerExtension(const std::string& name) {
-  std::string extension = std::filesystem::path(name).extension();
-  for (char& letter : extension) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-  return extension;
-}
 
 std::uint64_t bigEndian(std::string_view bytes, std::size_t at, std::size_t count) {
   std::uint64_t value = 0;
@@ -159,19 +153,15 @@ void addDecoded(const std::filesystem::path& folder, const Names& names, Picture
   }
 }
 
-bool isOneOf(const std::string& name, std::initializer_list<const char*> extensions) {
-  return std::find(extensions.begin(), extensions.end(), lowerExtension(name)) != extensions.end();
-}
-
 }  // namespace
 
 std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder, const Names& names,
                                              Pictures pictures) {
   std::map<std::string, PixelData> result;
-  const auto unread = [&](std::initializer_list<const char*> extensions) {
+  const auto unread = [&](std::initializer_list<std::string_view> extensions) {
     Names list;
     for (const std::string& name : names) {
-      if (isOneOf(name, extensions) && result[name].fingerprint.empty()) list.push_back(name);
+      if (hasExtension(name, extensions) && result[name].fingerprint.empty()) list.push_back(name);
     }
     return list;
   };
@@ -184,7 +174,7 @@ std::map<std::string, PixelData> pixelDataOf(const std::filesystem::path& folder
   for (const std::string& name : names) {
     PixelData& data = result[name];
     if (data.fingerprint.empty())
-      data = {"media data", isoMedia(folder / name, isOneOf(name, {".heic", ".heif"}))};
+      data = {"media data", isoMedia(folder / name, hasExtension(name, {".heic", ".heif"}))};
     if (data.fingerprint.empty()) data.means = "nothing";
   }
   return result;
