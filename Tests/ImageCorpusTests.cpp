@@ -6,12 +6,10 @@
 #include <cmath>
 #include <iostream>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <regex>
 #include <set>
-#include <sstream>
 
+#include "Support/Names.h"
 #include "Support/PixelData.h"
 #include "Support/Program.h"
 #include "Support/ReadBack.h"
@@ -24,7 +22,6 @@
 namespace tollbrook::test {
 namespace {
 
-using nlohmann::json;
 using std::filesystem::path;
 using testing::IsEmpty;
 
@@ -34,19 +31,12 @@ const SidecarData someData{
     .takenTime = fromEpoch(1561985045), .latitude = 48.8584, .longitude = -2.2945, .altitude = 35};
 const std::string stamp = "2019:07:01 12:44:05";
 
-bool isJpegOrTiff(const path& file) {
-  std::string extension = file.extension();
-  for (char& letter : extension) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-  return extension == ".jpg" || extension == ".jpeg" || extension == ".tif" || extension == ".tiff";
-}
-
 std::vector<std::string> imagesIn(const path& folder) {
   std::vector<std::string> names;
-  if (!std::filesystem::exists(folder)) return names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (isJpegOrTiff(entry.path())) names.push_back(entry.path().filename());
-  }
-  std::sort(names.begin(), names.end());
+  if (std::filesystem::exists(folder)) names = namesIn(folder);
+  std::erase_if(names, [](const std::string& name) {
+    return !hasExtension(name, {".jpg", ".jpeg", ".tif", ".tiff"});
+  });
   return names;
 }
 
@@ -56,43 +46,19 @@ void copyImages(const path& from, const std::vector<std::string>& names, const p
 
 bool write(const path& file) { return MetadataWriter::writeWithImageIO(file, someData, caption); }
 
-/// What a file holds: for each tag with its group the values, since a group may come several times.
-using Values = std::multiset<std::string>;
-using Metadata = std::map<std::string, Values>;
+using Values = Tags::mapped_type;
 
-std::map<std::string, Metadata> metadataIn(const path& folder, const std::vector<std::string>& names,
-                                           std::vector<std::string> arguments) {
-  static const std::regex copyNumber(":Copy[0-9]+");
-  const std::vector<std::string> common{"-q", "-q", "-json", "-a", "-G1:4"};
-  arguments.insert(arguments.begin(), common.begin(), common.end());
-  arguments.insert(arguments.end(), names.begin(), names.end());
-  const auto reading =
-      Program::run({.program = ExifTool::path()->string(), .arguments = arguments, .folder = folder});
-  std::map<std::string, Metadata> result;
-  const json list = json::parse(reading.output, nullptr, false);
-  if (!list.is_array()) return result;
-  for (const json& file : list) {
-    Metadata& metadata = result[file.at("SourceFile").get<std::string>()];
-    for (const auto& [tag, value] : file.items()) {
-      if (tag == "SourceFile") continue;
-      metadata[std::regex_replace(tag, copyNumber, "")].insert(value.is_string() ? value.get<std::string>()
-                                                                                 : value.dump());
-    }
-  }
-  return result;
-}
-
-const Values* find(const Metadata& metadata, const std::string& tag) {
+const Values* find(const Tags& metadata, const std::string& tag) {
   const auto found = metadata.find(tag);
   return found == metadata.end() ? nullptr : &found->second;
 }
 
-std::string valueOf(const Metadata& metadata, const std::string& tag) {
+std::string valueOf(const Tags& metadata, const std::string& tag) {
   const Values* const values = find(metadata, tag);
   return values == nullptr ? "" : *values->begin();
 }
 
-bool hasGroup(const Metadata& metadata, const std::string& group) {
+bool hasGroup(const Tags& metadata, const std::string& group) {
   const auto first = metadata.lower_bound(group + ":");
   return first != metadata.end() && first->first.starts_with(group + ":");
 }
@@ -110,7 +76,7 @@ bool isTarget(const std::string& tag) {
 }
 
 /// What a directory must have that was made for the target tags, and versions that are too low for them.
-bool isMandatory(const std::string& tag, const Metadata& before) {
+bool isMandatory(const std::string& tag, const Tags& before) {
   static const std::regex inImages(
       "IFD0:(XResolution|YResolution|ResolutionUnit|YCbCrPositioning)|File:ExifByteOrder");
   static const std::regex inExif(
@@ -178,17 +144,10 @@ TEST_F(ImageCorpus, RefusedFilesStayAsTheyAreAndNothingIsLeftBehind) {
 
 TEST_F(ImageCorpus, AlmostAllFilesAreWrittenThatExifToolWrites) {
   TOLLBROOK_NEEDS_EXIFTOOL();
-  const TemporaryFolder probes;
-  copyImages(corpus / "media", names_, probes.path());
-  Program::Call call{.program = ExifTool::path()->string(),
-                     .arguments = {"-q", "-q", "-m", "-overwrite_original", "-EXIF:Artist=probe"},
-                     .folder = probes.path()};
-  call.arguments.insert(call.arguments.end(), names_.begin(), names_.end());
-  Program::run(call);
-  std::size_t byExifTool = 0, byBoth = 0;
-  for (const std::string& name : names_) {
-    if (readFile(probes / name) == readFile(original(name))) continue;
-    ++byExifTool;
+  const auto changed = changedByExifTool(corpus / "media", names_, {"-m", "-EXIF:Artist=probe"});
+  const std::size_t byExifTool = changed.size();
+  std::size_t byBoth = 0;
+  for (const std::string& name : changed) {
     byBoth += std::count(written_.begin(), written_.end(), name) != 0 ? 1u : 0u;
   }
   std::cout << "exiftool writes " << byExifTool << " files, " << byBoth << " of which were written\n";
@@ -209,8 +168,8 @@ TEST_F(ImageCorpus, ThePictureStays) {
 TEST_F(ImageCorpus, NothingButTheTargetTagsChanges) {
   TOLLBROOK_NEEDS_EXIFTOOL();
   const std::vector<std::string> everything{"-b", "-u", "-n"};
-  const auto before = metadataIn(corpus / "media", written_, everything);
-  const auto after = metadataIn(folder(), written_, everything);
+  const auto before = allTagsOf(corpus / "media", written_, everything);
+  const auto after = allTagsOf(folder(), written_, everything);
   for (const std::string& name : written_) {
     ASSERT_TRUE(before.contains(name) && after.contains(name)) << name;
     std::set<std::string> tags;
@@ -235,8 +194,8 @@ TEST_F(ImageCorpus, ExifToolWarnsOfNothingNew) {
   // the GPS directory of a BigTIFF by the wrong table is none of the file's faults.
   static const std::regex noFault(".*IPTC .* too long .*|.*GPSInfo:InteropIndex");
   const std::vector<std::string> validating{"-validate", "-warning", "-error"};
-  const auto before = metadataIn(corpus / "media", written_, validating);
-  const auto after = metadataIn(folder(), written_, validating);
+  const auto before = allTagsOf(corpus / "media", written_, validating);
+  const auto after = allTagsOf(folder(), written_, validating);
   for (const std::string& name : written_) {
     for (const char* const tag : {"ExifTool:Warning", "ExifTool:Error"}) {
       const Values* const now = find(after.at(name), tag);
@@ -250,20 +209,20 @@ TEST_F(ImageCorpus, ExifToolWarnsOfNothingNew) {
   }
 }
 
-void expectNear(const Metadata& metadata, const std::string& tag, double wanted) {
+void expectNear(const Tags& metadata, const std::string& tag, double wanted) {
   const std::string value = valueOf(metadata, tag);
   ASSERT_NE(value, "") << tag;
   EXPECT_NEAR(std::stod(value), wanted, 1e-9) << tag;
 }
 
 /// That every value of the tag, if there is any, begins with this.
-void expectInLine(const Metadata& metadata, const std::string& tag, const std::string& wanted) {
+void expectInLine(const Tags& metadata, const std::string& tag, const std::string& wanted) {
   const Values* const values = find(metadata, tag);
   if (values == nullptr) return;
   for (const std::string& value : *values) EXPECT_TRUE(value.starts_with(wanted)) << tag << " " << value;
 }
 
-void expectTargets(const Metadata& held) {
+void expectTargets(const Tags& held) {
   EXPECT_EQ(valueOf(held, "IFD0:ModifyDate"), stamp);
   EXPECT_EQ(valueOf(held, "IFD0:ImageDescription"), caption);
   EXPECT_EQ(valueOf(held, "IPTC:Caption-Abstract"), caption);
@@ -296,7 +255,7 @@ void expectTargets(const Metadata& held) {
 
 TEST_F(ImageCorpus, ExifToolReadsTheTargetTags) {
   TOLLBROOK_NEEDS_EXIFTOOL();
-  const auto held = metadataIn(folder(), written_, {"-n", "-u"});
+  const auto held = allTagsOf(folder(), written_, {"-n", "-u"});
   for (const std::string& name : written_) {
     SCOPED_TRACE(name);
     ASSERT_TRUE(held.contains(name));

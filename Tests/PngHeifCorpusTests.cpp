@@ -1,13 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
 #include "Support/ImageTags.h"
+#include "Support/Names.h"
 #include "Support/PixelData.h"
 #include "Support/Program.h"
 #include "Support/ReadBack.h"
@@ -24,34 +23,19 @@ namespace tollbrook::ImageMetadata {
 namespace {
 
 using std::filesystem::path;
+using test::namesIn;
 using test::Program;
+using test::Tags;
 using test::TemporaryFolder;
 using Names = std::vector<std::string>;
-/// What exiftool says of a file: "IFD0:Make" and so on, with all values of tags that stand there repeatedly.
-using Tags = std::map<std::string, std::multiset<std::string>>;
-/// The same of each file, by name.
-using Readings = std::map<std::string, Tags>;
 
 const path corpus = TOLLBROOK_CORPUS;
 const std::string caption = "A caption, \xC3\xA9\nof two lines";
 
 TargetTags target() { return test::everything(caption); }
 
-bool isPng(const std::string& name) { return name.ends_with(".png") || name.ends_with(".PNG"); }
-
-bool isOurs(const std::string& name) {
-  constexpr std::string_view extensions[] = {".png", ".PNG", ".heic", ".HEIC", ".heif", ".HEIF", ".avif"};
-  return std::any_of(std::begin(extensions), std::end(extensions),
-                     [&](std::string_view extension) { return name.ends_with(extension); });
-}
-
-Names namesIn(const path& folder) {
-  Names names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    names.push_back(entry.path().filename());
-  std::sort(names.begin(), names.end());
-  return names;
-}
+bool isPng(const path& name) { return test::hasExtension(name, {".png"}); }
+bool isOurs(const path& name) { return test::hasExtension(name, {".png", ".heic", ".heif", ".avif"}); }
 
 /// Empty when the file was written, else why not.
 std::string refusal(const path& file) {
@@ -60,25 +44,6 @@ std::string refusal(const path& file) {
 
 std::string groupOf(const std::string& tag) { return tag.substr(0, tag.find(':')); }
 std::string nameOf(const std::string& tag) { return tag.substr(tag.rfind(':') + 1); }
-
-Readings readings(const path& folder, const Names& options) {
-  Program::Call call{.program = ExifTool::path()->string(),
-                     .arguments = {"-q", "-q", "-json", "-a", "-u", "-n", "-G1:4"},
-                     .folder = folder};
-  call.arguments.insert(call.arguments.end(), options.begin(), options.end());
-  call.arguments.emplace_back(".");
-  Readings result;
-  const auto list = nlohmann::json::parse(Program::run(call).output, nullptr, false);
-  for (const auto& file : list) {
-    Tags& tags = result[path(file.at("SourceFile").get<std::string>()).filename()];
-    // A repeated tag has the number of the copy between its group and its name.
-    for (const auto& [tag, value] : file.items()) {
-      tags[groupOf(tag) + ":" + nameOf(tag)].insert(value.is_string() ? value.get<std::string>()
-                                                                      : value.dump());
-    }
-  }
-  return result;
-}
 
 /// The samples as they were and as they were written.
 class Samples {
@@ -125,24 +90,22 @@ class PngHeifCorpus : public testing::Test {
   }
 
   static const Samples& samples() { return *samples_; }
+  /// What exiftool says of the written ones.
+  static std::map<std::string, Tags> readings(const path& folder, Names options = {}) {
+    options.insert(options.end(), {"-u", "-n"});
+    return test::allTagsOf(folder, samples().written(), options);
+  }
 
  private:
   static inline std::unique_ptr<Samples> samples_;
 };
 
 TEST_F(PngHeifCorpus, IsWrittenWhereExifToolWritesIt) {
-  const TemporaryFolder folder;
-  Program::Call call{.program = ExifTool::path()->string(),
-                     .arguments = {"-q", "-q", "-overwrite_original", "-DateTimeOriginal=" + test::stamp},
-                     .folder = folder.path()};
-  for (const std::string& name : samples().all()) {
-    test::writeFile(folder / name, test::readFile(samples().before() / name));
-    call.arguments.push_back(name);
-  }
-  Program::run(call);
+  const auto changed =
+      test::changedByExifTool(samples().before(), samples().all(), {"-DateTimeOriginal=" + test::stamp});
   std::size_t theirs = 0, ours = 0;
   for (const std::string& name : samples().all()) {
-    const bool isTheirs = test::readFile(folder / name) != test::readFile(samples().before() / name);
+    const bool isTheirs = changed.contains(name);
     const bool isWritten = !samples().refused().contains(name);
     theirs += isTheirs ? 1U : 0U;
     ours += isTheirs && isWritten ? 1U : 0U;
@@ -167,7 +130,7 @@ bool hasUnreadableXmp(const path& file) {
 }
 
 TEST_F(PngHeifCorpus, HasTheTargetTagsForOtherReaders) {
-  const Readings after = readings(samples().after(), {});
+  const auto after = readings(samples().after());
   for (const std::string& name : samples().written()) {
     SCOPED_TRACE(name);
     const auto value = [&](const std::string& tag) {
@@ -228,7 +191,7 @@ bool follows(const std::string& tag) {
                                             "MediaDataOffset", "MediaDataSize",     "MediaData",
                                             "FileSize",        "ExifByteOrder"};
   const std::string group = groupOf(tag);
-  return group == "System" || group == "SourceFile" || places.contains(nameOf(tag)) ||
+  return group == "System" || places.contains(nameOf(tag)) ||
          (group == "Composite" && (nameOf(tag).starts_with("GPS") || nameOf(tag).starts_with("SubSec")));
 }
 
@@ -248,8 +211,8 @@ bool isOfTheContainer(const std::string& tag) {
 }
 
 TEST_F(PngHeifCorpus, DiffersInNothingButTheTargetTags) {
-  const Readings before = readings(samples().before(), {});
-  const Readings after = readings(samples().after(), {});
+  const auto before = readings(samples().before());
+  const auto after = readings(samples().after());
   for (const std::string& name : samples().written()) {
     const bool lostOthers = hadMore(samples().before() / name);
     const auto others = [&](const Tags& tags) {
@@ -265,8 +228,8 @@ TEST_F(PngHeifCorpus, DiffersInNothingButTheTargetTags) {
 
 TEST_F(PngHeifCorpus, GetsNoNewWarning) {
   const Names options{"-validate", "-warning", "-error"};
-  const Readings before = readings(samples().before(), options);
-  const Readings after = readings(samples().after(), options);
+  const auto before = readings(samples().before(), options);
+  const auto after = readings(samples().after(), options);
   const auto warnings = [](const Tags& tags) {
     std::set<std::string> texts;
     for (const auto& [tag, values] : tags) {

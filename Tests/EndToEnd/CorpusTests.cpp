@@ -10,8 +10,10 @@
 #include <sstream>
 
 #include "Support/CommandLine.h"
+#include "Support/Names.h"
 #include "Support/PixelData.h"
 #include "Support/ReadBack.h"
+#include "Support/Sidecars.h"
 #include "TollbrookCore/EmbeddedWriter.h"
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Models.h"
@@ -27,11 +29,8 @@ using Names = std::vector<std::string>;
 const std::filesystem::path corpus = TOLLBROOK_CORPUS;
 
 Names mediaIn(const std::filesystem::path& folder) {
-  Names names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (isMedia(inferMediaKindFrom(entry.path()))) names.push_back(entry.path().filename());
-  }
-  std::sort(names.begin(), names.end());
+  Names names = namesIn(folder);
+  std::erase_if(names, [](const std::string& name) { return !isMedia(inferMediaKindFrom(name)); });
   return names;
 }
 
@@ -63,15 +62,6 @@ Told told(std::size_t number) {
           .caption = fmt::format("Café in Łódź 🎉👩‍🚀 no. {}\nand a second line", number)};
 }
 
-std::string stamp(std::int64_t time) {
-  const auto seconds = static_cast<std::time_t>(time);
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  char text[20];
-  std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &parts);
-  return text;
-}
-
 // Copies of the files, each beside its sidecar.
 void makeTree(const std::filesystem::path& from, const Names& names, const std::filesystem::path& to) {
   std::filesystem::create_directories(to);
@@ -79,13 +69,12 @@ void makeTree(const std::filesystem::path& from, const Names& names, const std::
     const std::string& name = names[number];
     const Told data = told(number);
     std::filesystem::copy_file(from / name, to / name);
-    const json sidecar = {
-        {"title", name},
-        {"description", data.caption},
-        {"photoTakenTime", {{"timestamp", std::to_string(data.time)}}},
-        {"geoData",
-         {{"latitude", data.latitude}, {"longitude", data.longitude}, {"altitude", data.altitude}}}};
-    writeFile(to / (name + ".supplemental-metadata.json"), sidecar.dump());
+    writeFile(sidecarOf(to / name), sidecarJson({.takenTime = data.time,
+                                                 .latitude = data.latitude,
+                                                 .longitude = data.longitude,
+                                                 .altitude = data.altitude,
+                                                 .caption = data.caption,
+                                                 .title = name}));
   }
 }
 
@@ -138,17 +127,11 @@ Snapshot snapshot(const std::filesystem::path& folder) {
   return result;
 }
 
-std::set<std::string> listing(const std::filesystem::path& folder) {
-  std::set<std::string> result;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    result.insert(entry.path().filename());
-  return result;
-}
-
-std::set<std::string> withSidecars(const Names& names) {
-  std::set<std::string> result(names.begin(), names.end());
-  for (const std::string& name : names) result.insert(name + ".supplemental-metadata.json");
-  return result;
+// Nothing is left behind, nothing is lost.
+void expectNothingButPairs(const std::filesystem::path& folder, const Names& names) {
+  Names expected = names;
+  for (const std::string& name : names) expected.push_back(sidecarOf(name));
+  EXPECT_THAT(namesIn(folder), testing::UnorderedElementsAreArray(expected));
 }
 
 void expectDates(const std::filesystem::path& tree, const Names& names) {
@@ -237,8 +220,7 @@ TEST_F(CorpusTest, EveryFileIsWrittenAndNoneFails) {
   EXPECT_EQ(outcome.at("attempted"), written().names.size());
   EXPECT_EQ(outcome.at("datesSet"), written().names.size());
   EXPECT_EQ(outcome.at("failed"), 0);
-  EXPECT_EQ(listing(written().tree), withSidecars(written().names))
-      << "nothing is left behind, nothing is lost";
+  expectNothingButPairs(written().tree, written().names);
   expectDates(written().tree, written().names);
 }
 
@@ -254,7 +236,7 @@ TEST_F(CorpusTest, TheDatesReadBackFromEveryFileThatExifToolCanWrite) {
       if (key.starts_with("XMP-") && !written().probed.withXmp.contains(name)) continue;
       ++(tagName(key) == "CreateDate" ? created : original);
       const std::string text = value.get<std::string>();
-      EXPECT_EQ(text.substr(0, 19), stamp(data.time)) << key;
+      EXPECT_EQ(text.substr(0, 19), stampOf(data.time)) << key;
       EXPECT_TRUE(text.size() == 19 || text.substr(19) == "+00:00") << key << text;
     }
     EXPECT_GT(original, 0u);
@@ -270,14 +252,14 @@ TEST_F(CorpusTest, TheFilmsHoldTheDateInEveryTrack) {
     if (inferMediaKindFrom(name) != MediaKind::video) return;
     ++films;
     std::size_t tracks = 0;
-    EXPECT_EQ(metadataValue(metadata, "QuickTime:CreateDate"), stamp(data.time) + "+00:00");
+    EXPECT_EQ(metadataValue(metadata, "QuickTime:CreateDate"), stampOf(data.time) + "+00:00");
     for (const auto& [key, value] : metadata.items()) {
       const std::string tag = tagName(key);
       if (tag == "TrackCreateDate") ++tracks;
       if (tag != "TrackCreateDate" && tag != "TrackModifyDate" && tag != "MediaCreateDate" &&
           tag != "MediaModifyDate")
         continue;
-      EXPECT_EQ(value, stamp(data.time) + "+00:00") << key;
+      EXPECT_EQ(value, stampOf(data.time) + "+00:00") << key;
     }
     const auto before = written().probed.tracks.find(name);
     EXPECT_EQ(tracks, before == written().probed.tracks.end() ? 0 : before->second);
@@ -378,7 +360,7 @@ TEST_F(CorpusFolderTest, WithoutExifToolImagesAreWrittenDatesAreSetAndPixelsStay
   });
   // Every eighth file meets more of the refused ones than their share.
   EXPECT_GE(outcome.at("embeddedWritten").get<double>(), 0.75 * static_cast<double>(images));
-  EXPECT_EQ(listing(tree), withSidecars(names));
+  expectNothingButPairs(tree, names);
   expectDates(tree, names);
   // Of several pages or pictures the first is kept.
   expectSamePixels(corpus / "media", tree, names, Pictures::first);
@@ -397,7 +379,7 @@ void expectSurvival(const std::string& program, const std::filesystem::path& tre
   const json outcome = tool.document({"write", tree.string(), "--quiet"});
   EXPECT_EQ(outcome.at("seen"), names.size());
   EXPECT_EQ(outcome.at("attempted"), names.size());
-  EXPECT_EQ(listing(tree), withSidecars(names)) << "nothing is left behind, nothing is lost";
+  expectNothingButPairs(tree, names);
   expectDates(tree, names);
   for (const std::string& name : untouchable) {
     EXPECT_TRUE(readFile(broken / name) == readFile(tree / name)) << name;

@@ -14,7 +14,6 @@
 
 #include "Support/SafetyTest.h"
 #include "TollbrookCore/ExifTool.h"
-#include "TollbrookCore/MetadataValues.h"
 #include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::test {
@@ -176,9 +175,7 @@ TEST_F(FullDiskTest, WithoutExifToolNoPhotoIsDamagedEither) {
     EXPECT_FALSE(std::filesystem::exists(sidecarOf(photo.path))) << photo.path;
     EXPECT_TRUE(imageDataOf(photo.path) == photo.imageData) << photo.path;
     EXPECT_TRUE(isDated(photo.path, photo.wanted));
-    const std::string stamp =
-        MetadataWriter::exifStamp(fromEpoch(static_cast<double>(photo.wanted.takenTime.value())));
-    EXPECT_THAT(readFile(photo.path), HasSubstr(stamp));
+    EXPECT_THAT(readFile(photo.path), HasSubstr(stampOf(photo.wanted.takenTime.value())));
   }
 }
 

@@ -42,7 +42,7 @@ class InterruptTest : public SafetyTest {
     const auto lines = finished();
     EXPECT_GE(lines.size(), 1u);
     EXPECT_LT(lines.size(), videos_.size());
-    const auto metadata = photosBelow(root());
+    const auto metadata = metadataBelow(root());
     std::size_t carrying = 0;
     for (const Photo& video : videos_) {
       ASSERT_TRUE(metadata.contains(video.path)) << video.path;
@@ -145,7 +145,7 @@ TEST_F(InterruptTest, ControlCInATerminalSparesAnExifToolThatHasOneFile) {
   terminal.type(interruptCharacter);
   const auto result = program.wait();
   EXPECT_EQ(result.status, 130);
-  const auto metadata = photosBelow(root());
+  const auto metadata = metadataBelow(root());
   std::int64_t carrying = 0;
   for (const Photo& video : videos_) {
     if (carries(metadata.at(video.path), video.wanted)) ++carrying;

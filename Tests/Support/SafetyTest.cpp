@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <fstream>
 
 #include "Support/Fixtures.h"
@@ -66,27 +65,6 @@ std::string mp4ImageData(const fs::path& path, std::string_view bytes) {
   return std::string(bytes.substr(box->first, box->second));
 }
 
-std::string stampOf(std::int64_t time) {
-  const std::time_t value = time;
-  std::tm calendar{};
-  gmtime_r(&value, &calendar);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &calendar);
-  return text;
-}
-
-std::map<fs::path, nlohmann::json> readAll(std::vector<std::string> what) {
-  std::vector<std::string> arguments{"-json", "-G1", "-n", "-api", "QuickTimeUTC=1"};
-  arguments.insert(arguments.end(), what.begin(), what.end());
-  const auto result =
-      Program::run({.program = "exiftool", .arguments = arguments, .environment = {{"TZ", "UTC"}}});
-  std::map<fs::path, nlohmann::json> all;
-  for (auto& entry : nlohmann::json::parse(result.output, nullptr, false)) {
-    all[entry.value("SourceFile", "")] = entry;
-  }
-  return all;
-}
-
 /// Whether some tag of this name, in whatever group, satisfies the condition.
 template <typename Condition>
 bool hasTag(const nlohmann::json& metadata, std::string_view name, Condition condition) {
@@ -111,15 +89,6 @@ std::string imageDataOf(const fs::path& file) {
   if (file.extension() == ".png") return pngImageData(bytes);
   if (file.extension() == ".mp4") return mp4ImageData(file, bytes);
   return jpegImageData(bytes);
-}
-
-std::map<fs::path, nlohmann::json> photosBelow(const fs::path& folder) {
-  return readAll({"-r", "-ext", "jpg", "-ext", "png", "-ext", "mp4", folder.string()});
-}
-
-std::map<fs::path, nlohmann::json> metadataOf(const std::vector<fs::path>& files) {
-  if (files.empty()) return {};
-  return readAll({files.begin(), files.end()});
 }
 
 testing::AssertionResult carries(const nlohmann::json& metadata, const SidecarContents& wanted) {
@@ -266,7 +235,7 @@ bool SafetyTest::isBeingWritten(std::uintmax_t bytes) const {
 }
 
 void SafetyTest::expectAllRestored(const std::vector<Photo>& photos) const {
-  const auto metadata = photosBelow(root());
+  const auto metadata = metadataBelow(root());
   for (const Photo& photo : photos) {
     SCOPED_TRACE(photo.path);
     const auto found = metadata.find(photo.path);

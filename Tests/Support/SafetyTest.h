@@ -30,11 +30,6 @@ struct Photo {
 /// the file is not whole. For files small enough to be read at once.
 std::string imageDataOf(const std::filesystem::path& file);
 
-/// What exiftool reads in every photo and video below `folder`, by path. One process reads them all.
-std::map<std::filesystem::path, nlohmann::json> photosBelow(const std::filesystem::path& folder);
-/// The same for these files.
-std::map<std::filesystem::path, nlohmann::json> metadataOf(const std::vector<std::filesystem::path>& files);
-
 /// Whether exiftool's reading holds all that the sidecar wanted.
 testing::AssertionResult carries(const nlohmann::json& metadata, const SidecarContents& wanted);
 /// Whether the file was last modified when its photo was taken.
