@@ -7,6 +7,7 @@
 
 #include "Support/JobStore.h"
 #include "Support/Names.h"
+#include "Support/OrdinaryUser.h"
 #include "TollbrookCore/JobJournal.h"
 #include "TollbrookCore/Support/Platform.h"
 
@@ -15,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::FullDisk;
+using test::OrdinaryUser;
 using test::readFile;
 using test::TemporaryFolder;
 using test::writeFile;
@@ -29,30 +31,6 @@ class JobJournalTest : public test::JobStoreTest {
   }
 
   std::vector<std::string> filesInJob() const { return test::namesIn(job()); }
-};
-
-/// An ordinary user's rights for as long as this lives, on everything below `folder`. Modes stop no root.
-class OrdinaryUser {
- public:
-  explicit OrdinaryUser(const fs::path& folder) : wasRoot_(geteuid() == 0) {
-    if (!wasRoot_) return;
-    constexpr uid_t nobody = 65534;
-    EXPECT_EQ(lchown(folder.c_str(), nobody, nobody), 0);
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-      EXPECT_EQ(lchown(entry.path().c_str(), nobody, nobody), 0);
-    }
-    EXPECT_EQ(seteuid(nobody), 0);
-  }
-  ~OrdinaryUser() {
-    if (wasRoot_) {
-      EXPECT_EQ(seteuid(0), 0);
-    }
-  }
-  OrdinaryUser(const OrdinaryUser&) = delete;
-  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
-
- private:
-  const bool wasRoot_;
 };
 
 /// The error of opening the job of `folder`; its text must name `path`.

@@ -17,7 +17,8 @@ TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;
-  // A test may have left folders that nobody may enter.
+  // A test may have left folders that nobody may enter or change.
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
   for (auto entry = std::filesystem::recursive_directory_iterator(
            path_, std::filesystem::directory_options::skip_permission_denied, ignored);
        entry != std::filesystem::recursive_directory_iterator(); entry.increment(ignored)) {
