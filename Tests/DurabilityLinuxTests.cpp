@@ -1,87 +1,19 @@
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <functional>
-#include <utility>
 
+#include "Support/DiskCalls.h"
 #include "Support/JobStore.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
-
-// How the C library promises that a function throws nothing; a definition has to repeat it.
-#ifndef __THROW
-#define __THROW
-#endif
-
-namespace {
-
-/// The calls that make a change durable, as this program makes them: noted in their order, and failing when a
-/// test wants it.
-struct Calls {
-  std::vector<std::string> made;
-  int fsyncError = 0;      ///< what fsync fails with; 0 lets it through
-  int fsyncsToPass = 0;    ///< that many calls of fsync still succeed
-  int ftruncateError = 0;  ///< what ftruncate fails with; 0 lets it through
-  int flockError = 0;      ///< what flock fails with; 0 lets it through
-  std::function<void()> beforeLocking;
-};
-Calls calls;
-
-template <typename Function>
-Function original(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-int fail(int error) {
-  errno = error;
-  return -1;
-}
-
-std::string nameOf(const char* path) { return std::filesystem::path(path).filename(); }
-
-}  // namespace
-
-extern "C" int fsync(int descriptor) {
-  struct stat status {};
-  fstat(descriptor, &status);
-  calls.made.push_back(S_ISDIR(status.st_mode) ? "force folder" : "force file");
-  if (calls.fsyncError != 0 && calls.fsyncsToPass-- <= 0) return fail(calls.fsyncError);
-  return original<int (*)(int)>("fsync")(descriptor);
-}
-
-extern "C" int rename(const char* from, const char* to) __THROW {
-  calls.made.push_back("rename " + nameOf(from) + " to " + nameOf(to));
-  return original<int (*)(const char*, const char*)>("rename")(from, to);
-}
-
-extern "C" int unlink(const char* path) __THROW {
-  calls.made.push_back("remove " + nameOf(path));
-  return original<int (*)(const char*)>("unlink")(path);
-}
-
-extern "C" int flock(int descriptor, int operation) __THROW {
-  if (const auto happens = std::exchange(calls.beforeLocking, nullptr)) happens();
-  if (calls.flockError != 0) return fail(calls.flockError);
-  return original<int (*)(int, int)>("flock")(descriptor, operation);
-}
-
-extern "C" int ftruncate(int descriptor, off_t size) __THROW {
-  calls.made.push_back("cut");
-  if (calls.ftruncateError != 0) return fail(calls.ftruncateError);
-  return original<int (*)(int, off_t)>("ftruncate")(descriptor, size);
-}
 
 namespace tollbrook {
 namespace {
 
 namespace fs = std::filesystem;
+using test::calls;
 using test::FullDisk;
 using test::readFile;
 using test::writeFile;
@@ -95,10 +27,10 @@ class Durability : public test::JobStoreTest {
     failForcing();
     const Files::Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const bool reached = Platform::forceToDisk(null.get()) == diskError && !calls.made.empty();
-    calls = Calls();
+    calls = {};
     ASSERT_TRUE(reached) << "files are no longer forced to disk through fsync";
   }
-  void TearDown() override { calls = Calls(); }
+  void TearDown() override { calls = {}; }
 
   static void failForcing(int after = 0) {
     calls.fsyncError = EIO;
@@ -181,7 +113,7 @@ TEST_F(Durability, AJobWhoseTornLineCannotBeCutForGoodIsNotOpened) {
   writeFile(list(), "v1\nIMG_1");
   failForcing();
   EXPECT_THROW(open(), fs::filesystem_error);
-  calls = Calls();
+  calls = {};
   writeFile(list(), "v1\nIMG_1");
   calls.ftruncateError = EIO;
   EXPECT_THROW(open(), fs::filesystem_error);
@@ -194,7 +126,7 @@ TEST_F(Durability, AJobThatCannotBeForcedToDiskIsNotOpened) {
     fs::remove_all(temporary_ / "store");
     failForcing(passed);
     EXPECT_THROW(open(), fs::filesystem_error) << passed;
-    calls = Calls();
+    calls = {};
     EXPECT_NO_THROW(open()) << passed;
   }
 }
@@ -204,7 +136,7 @@ TEST_F(Durability, ALineThatCannotBeForcedIsTakenBack) {
   journal->markDoneRelative("a.jpg");
   failForcing();
   journal->markDoneRelative("b.jpg");
-  calls = Calls();
+  calls = {};
   EXPECT_TRUE(journal->containsRelative("b.jpg"));
   EXPECT_EQ(readFile(list()), "v1\na.jpg\n");
   journal->markDoneRelative("c.jpg");
@@ -220,7 +152,7 @@ TEST_F(Durability, NoLineFollowsATornOneThatCannotBeTakenBack) {
       const FullDisk full(12);
       journal->markDoneRelative("IMG_1.jpg");
     }
-    calls = Calls();
+    calls = {};
     ASSERT_EQ(readFile(list()), "v1\na.jpg\nIMG");
     journal->markDoneRelative("2.jpg");
     journal->note(1, 0, 0, 0);

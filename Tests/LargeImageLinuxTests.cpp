@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "Support/Program.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TiffBlock.h"
 #include "TollbrookCore/MetadataWriter.h"
@@ -38,17 +38,13 @@ TEST(LargeImage, IsWrittenInLittleMemory) {
   ASSERT_EQ(truncate(file.c_str(), static_cast<off_t>(size)), 0);
 
   // In a process of its own, since the memory of this one has had its peak.
-  const pid_t child = fork();
-  if (child == 0) {
+  const int status = test::statusOfChild([&] {
     const SidecarData data{.takenTime = fromEpoch(1561982400)};
     const long before = peakMemoryKibibytes();
     const bool written = MetadataWriter::writeWithImageIO(file, data, "a caption");
-    _exit(!written ? 1 : peakMemoryKibibytes() - before > mostMemoryKibibytes ? 2 : 0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: not written; 2: more than 32 MB of memory";
+    return !written ? 1 : peakMemoryKibibytes() - before > mostMemoryKibibytes ? 2 : 0;
+  });
+  EXPECT_EQ(status, 0) << "1: not written; 2: more than 32 MB of memory";
   EXPECT_GT(std::filesystem::file_size(file), size);
   EXPECT_LT(std::filesystem::file_size(file), size + 2000);
 }

@@ -60,6 +60,9 @@ std::vector<std::string> environmentOf(const Program::Call& call) {
   return list;
 }
 
+/// As a Result has it; `ending` is what waitpid tells.
+int statusOf(int ending) { return WIFSIGNALED(ending) ? 128 + WTERMSIG(ending) : WEXITSTATUS(ending); }
+
 }  // namespace
 
 Program::Program(const Call& call) : output_(namelessFile()), errors_(namelessFile()) {
@@ -119,15 +122,21 @@ Program::Result Program::wait(std::chrono::milliseconds limit) {
     send(SIGKILL);
     waitpid(process_, nullptr, 0);
     ending_ = 0;
-  } else if (WIFSIGNALED(*ending_)) {
-    result.signal = WTERMSIG(*ending_);
-    result.status = 128 + result.signal;
   } else {
-    result.status = WEXITSTATUS(*ending_);
+    result.status = statusOf(*ending_);
+    if (WIFSIGNALED(*ending_)) result.signal = WTERMSIG(*ending_);
   }
   result.output = output();
   result.errors = errors();
   return result;
+}
+
+int statusOfChild(const std::function<int()>& work) {
+  const pid_t child = fork();
+  if (child == 0) _exit(work());
+  int ending = 0;
+  if (waitpid(child, &ending, 0) != child) fail("waitpid");
+  return statusOf(ending);
 }
 
 }  // namespace tollbrook::test

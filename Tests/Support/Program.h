@@ -74,4 +74,7 @@ class Program {
   std::optional<int> ending_;  ///< as waitpid tells it
 };
 
+/// Calls `work` in a process of its own, which ends with what it returns. The status is as in a Result.
+int statusOfChild(const std::function<int()>& work);
+
 }  // namespace tollbrook::test
