@@ -26,11 +26,7 @@ using test::writeFile;
 using testing::HasSubstr;
 using testing::Not;
 
-SidecarData someData() {
-  SidecarData data;
-  data.takenTime = fromEpoch(1425445567);
-  return data;
-}
+SidecarData someData() { return {.takenTime = fromEpoch(1425445567)}; }
 
 /// Only a test of a child that hangs needs a limit short enough to wait for.
 EmbeddedWriter::Settings settingsFor(const StandIn& program, std::chrono::milliseconds limit = 60s) {
@@ -147,11 +143,7 @@ TEST(EmbeddedWriter, TakesAwayWhatAFailedProcessLeft) {
 TEST(EmbeddedWriter, AsksNobodyWhenThereIsNothingThatCouldBeWritten) {
   StandIn program;
   EmbeddedWriter writer(settingsFor(program));
-  SidecarData unusable;
-  unusable.takenTime = fromEpoch(1e300);
-  unusable.latitude = 1e300;
-  unusable.longitude = 0;
-  unusable.altitude = 5;
+  const SidecarData unusable{.takenTime = fromEpoch(1e300), .latitude = 1e300, .longitude = 0, .altitude = 5};
   EXPECT_TRUE(writer.write("/a.jpg", unusable, {}) == nothing);
   EXPECT_TRUE(writer.write("/a.jpg", unusable, "") == nothing);
   EXPECT_TRUE(writer.write("/a.jpg", unusable, std::string(3, '\0')) == nothing);

@@ -33,11 +33,7 @@ using test::writeFile;
 using testing::HasSubstr;
 using testing::Not;
 
-SidecarData someData() {
-  SidecarData data;
-  data.takenTime = fromEpoch(1425445567);
-  return data;
-}
+SidecarData someData() { return {.takenTime = fromEpoch(1425445567)}; }
 
 std::string commandFor(const std::string& file, const SidecarData& data,
                        const std::optional<std::string>& caption) {

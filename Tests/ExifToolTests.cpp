@@ -42,18 +42,10 @@ std::vector<std::string> values(const SidecarData& data, const std::optional<std
 }
 
 SidecarData at(double latitude, double longitude, std::optional<double> altitude = {}) {
-  SidecarData data;
-  data.latitude = latitude;
-  data.longitude = longitude;
-  data.altitude = altitude;
-  return data;
+  return {.latitude = latitude, .longitude = longitude, .altitude = altitude};
 }
 
-SidecarData takenAt(TimePoint time) {
-  SidecarData data;
-  data.takenTime = time;
-  return data;
-}
+SidecarData takenAt(TimePoint time) { return {.takenTime = time}; }
 
 TEST(ExifToolArguments, HaveEveryValueInItsPlace) {
   SidecarData data = at(-33.8568, 151.2153, -3.5);
@@ -99,16 +91,9 @@ TEST(ExifToolArguments, HaveNumbersInTheirShortestForm) {
 }
 
 TEST(ExifToolArguments, HaveNoHalfPositionAndNoAltitudeWithoutOne) {
-  SidecarData latitudeOnly;
-  latitudeOnly.latitude = 1;
-  latitudeOnly.altitude = 5;
-  EXPECT_THAT(values(latitudeOnly), IsEmpty());
-  SidecarData longitudeOnly;
-  longitudeOnly.longitude = 1;
-  EXPECT_THAT(values(longitudeOnly), IsEmpty());
-  SidecarData altitudeOnly;
-  altitudeOnly.altitude = 5;
-  EXPECT_THAT(values(altitudeOnly), IsEmpty());
+  EXPECT_THAT(values({.latitude = 1, .altitude = 5}), IsEmpty());
+  EXPECT_THAT(values({.longitude = 1}), IsEmpty());
+  EXPECT_THAT(values({.altitude = 5}), IsEmpty());
 }
 
 TEST(ExifToolArguments, LeaveOutWhatNoReaderCouldTake) {
@@ -124,8 +109,7 @@ TEST(ExifToolArguments, LeaveOutWhatNoReaderCouldTake) {
 }
 
 TEST(ExifToolArguments, HaveOnlyTheCaptionWhenThereIsNothingElse) {
-  SidecarData data;
-  data.caption = "the caller's choice decides, not this";
+  const SidecarData data{.caption = "the caller's choice decides, not this"};
   EXPECT_THAT(values(data), IsEmpty());
   EXPECT_THAT(values(data, ""), IsEmpty());
   EXPECT_THAT(values(data, "é"), ElementsAre("-ImageDescription=é", "-Description=é", "-Caption-Abstract=é"));

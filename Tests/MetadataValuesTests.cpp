@@ -109,13 +109,11 @@ TEST(NumberText, ReadsBackAsTheSameDouble) {
 }
 
 SidecarData complete() {
-  SidecarData data;
-  data.takenTime = fromEpoch(1577836800);
-  data.latitude = -33.8568;
-  data.longitude = 151.2153;
-  data.altitude = -3.5;
-  data.caption = "caption";
-  return data;
+  return {.takenTime = fromEpoch(1577836800),
+          .latitude = -33.8568,
+          .longitude = 151.2153,
+          .altitude = -3.5,
+          .caption = "caption"};
 }
 
 TEST(Writable, KeepsWhatReadersTake) { EXPECT_EQ(writable(complete()), complete()); }

@@ -34,17 +34,9 @@ RestoreOptions embeddedOnly() {
   return options;
 }
 
-SidecarData takenAt(TimePoint time) {
-  SidecarData data;
-  data.takenTime = time;
-  return data;
-}
+SidecarData takenAt(TimePoint time) { return {.takenTime = time}; }
 
-SidecarData captionOnly() {
-  SidecarData data;
-  data.caption = "a caption";
-  return data;
-}
+SidecarData captionOnly() { return {.caption = "a caption"}; }
 
 void date(const path& file, double seconds) {
   ASSERT_FALSE(Platform::setFileDates(file, fromEpoch(seconds)));
@@ -97,9 +89,7 @@ TEST(DatesMatch, NoDateThatIsNoNumber) {
 }
 
 TEST(Restore, OfNothingUsableDoesNotOpenTheFile) {
-  SidecarData data;
-  data.title = "a.jpg";
-  EXPECT_EQ(restore("/nowhere/a.jpg", data, defaultRestoreOptions()),
+  EXPECT_EQ(restore("/nowhere/a.jpg", {.title = "a.jpg"}, defaultRestoreOptions()),
             Result(Failed{"Sidecar has no usable metadata"}));
 }
 

@@ -71,15 +71,13 @@ TEST(PairStatus, RawValuesAreExact) {
 }
 
 TEST(SidecarData, ATitleAloneIsNothingUsable) {
-  SidecarData data;
-  data.title = "IMG_1.jpg";
+  const SidecarData data{.title = "IMG_1.jpg"};
   EXPECT_FALSE(data.hasAnything());
   EXPECT_FALSE(data.hasGPS());
 }
 
 TEST(SidecarData, APositionNeedsBothCoordinates) {
-  SidecarData data;
-  data.latitude = 48.1;
+  SidecarData data{.latitude = 48.1};
   EXPECT_FALSE(data.hasGPS());
   EXPECT_FALSE(data.hasAnything());
   data.altitude = 500;
@@ -90,16 +88,14 @@ TEST(SidecarData, APositionNeedsBothCoordinates) {
 }
 
 TEST(SidecarData, AnEmptyCaptionIsNothingUsable) {
-  SidecarData data;
-  data.caption = "";
+  SidecarData data{.caption = ""};
   EXPECT_FALSE(data.hasAnything());
   data.caption = "x";
   EXPECT_TRUE(data.hasAnything());
 }
 
 TEST(MediaPair, IsReadyOnlyWithUsableData) {
-  SidecarData data;
-  data.takenTime = fromEpoch(0);
+  const SidecarData data{.takenTime = fromEpoch(0)};
   MediaPair pair("/p/a.jpg", "/p/a.jpg.json", MediaKind::image, data, PairStatus::ready, std::nullopt);
   EXPECT_EQ(pair.id, "/p/a.jpg");
   EXPECT_TRUE(pair.isReady());

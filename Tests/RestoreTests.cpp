@@ -21,12 +21,7 @@ using test::writeFile;
 const TimePoint taken = fromEpoch(1425445567);  // 2015-03-04 05:06:07 UTC
 
 SidecarData everything() {
-  SidecarData data;
-  data.takenTime = taken;
-  data.latitude = 48.8584;
-  data.longitude = 2.2945;
-  data.caption = "a caption";
-  return data;
+  return {.takenTime = taken, .latitude = 48.8584, .longitude = 2.2945, .caption = "a caption"};
 }
 
 class RestoreTest : public testing::Test {
@@ -73,10 +68,8 @@ TEST_F(RestoreTest, WithoutCaptionsWritesTheRest) {
 
 TEST_F(RestoreTest, OfACaptionThatIsNotWantedWritesNothing) {
   options.writeCaptions = false;
-  SidecarData data;
-  data.caption = "a caption";
   const path photo = makePair("a.jpg").media;
-  EXPECT_EQ(restore(photo, data, options), Result(Failed{"Nothing was written"}));
+  EXPECT_EQ(restore(photo, {.caption = "a caption"}, options), Result(Failed{"Nothing was written"}));
   EXPECT_EQ(test::readFile(photo), test::tinyJpeg());
 }
 
@@ -92,11 +85,9 @@ TEST_F(RestoreTest, WritesThePhotoWhoseDateTheFileSystemCannotHold) {
 }
 
 TEST_F(RestoreTest, FailsWhereExifToolRefusesAndThereAreNoDates) {
-  SidecarData data;
-  data.caption = "a caption";
   const path photo = makePair("a.jpg").media;
   writeFile(photo, "no picture at all");
-  EXPECT_EQ(restore(photo, data, options), Result(Failed{"Nothing was written"}));
+  EXPECT_EQ(restore(photo, {.caption = "a caption"}, options), Result(Failed{"Nothing was written"}));
   EXPECT_EQ(test::readFile(photo), "no picture at all");
 }
 

@@ -35,14 +35,12 @@ constexpr std::string_view complete = R"({
 })";
 
 SidecarData completeData() {
-  SidecarData data;
-  data.title = "IMG_504.HEIC";
-  data.takenTime = fromEpoch(1577836800);
-  data.latitude = 48.1;
-  data.longitude = 11.5;
-  data.altitude = 519.0;
-  data.caption = "At the lake";
-  return data;
+  return {.title = "IMG_504.HEIC",
+          .takenTime = fromEpoch(1577836800),
+          .latitude = 48.1,
+          .longitude = 11.5,
+          .altitude = 519.0,
+          .caption = "At the lake"};
 }
 
 /// The data of a sidecar that holds these members.
@@ -55,11 +53,7 @@ SidecarData parsed(std::string_view members) {
 std::optional<TimePoint> takenTime(std::string_view members) { return parsed(members).takenTime; }
 
 SidecarData at(double latitude, double longitude, std::optional<double> altitude = std::nullopt) {
-  SidecarData data;
-  data.latitude = latitude;
-  data.longitude = longitude;
-  data.altitude = altitude;
-  return data;
+  return {.latitude = latitude, .longitude = longitude, .altitude = altitude};
 }
 
 TEST(SidecarParser, ReadsEveryField) { EXPECT_EQ(parseData(complete), completeData()); }
@@ -74,8 +68,7 @@ TEST(SidecarParser, WhatIsNoObjectGivesNoResult) {
 }
 
 TEST(SidecarParser, ATimeAloneGivesATimeAndNothingElse) {
-  SidecarData data;
-  data.takenTime = fromEpoch(1577836800);
+  const SidecarData data{.takenTime = fromEpoch(1577836800)};
   EXPECT_EQ(parsed(R"("photoTakenTime": {"timestamp": "1577836800"})"), data);
 }
 

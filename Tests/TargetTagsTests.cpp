@@ -10,11 +10,7 @@ namespace {
 using namespace std::string_literals;
 
 TEST(TargetTagsOf, LeaveOutWhatNoReaderCouldTake) {
-  SidecarData data;
-  data.takenTime = fromEpoch(1e300);
-  data.latitude = 91;
-  data.longitude = 1;
-  data.altitude = 5;
+  SidecarData data{.takenTime = fromEpoch(1e300), .latitude = 91, .longitude = 1, .altitude = 5};
   EXPECT_TRUE(targetTags(data, std::nullopt).isEmpty());
   data.latitude = 90;
   data.altitude = HUGE_VAL;
@@ -24,10 +20,7 @@ TEST(TargetTagsOf, LeaveOutWhatNoReaderCouldTake) {
 }
 
 TEST(TargetTagsOf, NeedBothCoordinates) {
-  SidecarData data;
-  data.latitude = 10;
-  data.altitude = 5;
-  EXPECT_TRUE(targetTags(data, std::nullopt).isEmpty());
+  EXPECT_TRUE(targetTags({.latitude = 10, .altitude = 5}, std::nullopt).isEmpty());
 }
 
 TEST(TargetTagsOf, DropNulFromTheCaptionAndKeepTheRest) {

@@ -10,8 +10,7 @@
 int main(int count, char** words) {
   using namespace tollbrook;
   if (count != 4) return 2;
-  SidecarData data;
-  data.takenTime = fromEpoch(0);
+  const SidecarData data{.takenTime = fromEpoch(0)};
   if (std::string(words[1]) == "once") return ExifTool::writeOnce(words[3], data, {}, words[2]) ? 0 : 1;
   const auto session = ExifTool::Session::start(words[2]);
   if (!session || !session->write(words[3], data, {})) return 1;
