@@ -301,11 +301,11 @@ TEST(Heif, WidensTheOffsetsOfALargeFile) {
     // The media data, the last box, becomes one of six gigabytes.
     const std::size_t box = start.rfind("mdat") - 4;
     const std::uint64_t size = std::uint64_t{6} << 30;
-    start.replace(box, 4, field(1, 4));
-    start.insert(box + 8, field(size - box, 8));
+    start.replace(box, 4, numberBytes(1, 4));
+    start.insert(box + 8, numberBytes(size - box, 8));
     for (std::size_t i = 0; i < shape.items.size(); ++i) {
       const std::size_t offset = start.find("iloc") + 4 + 4 + 2 + 2 + i * 14 + 6;
-      start.replace(offset, 4, field(numberAt(start, offset, 4, ByteOrder::big) + 8, 4));
+      start.replace(offset, 4, numberBytes(numberAt(start, offset, 4, ByteOrder::big) + 8, 4));
     }
     const LargeSource source(start, size);
     const OutputPlan after = plan(source, dates());

@@ -84,9 +84,11 @@ bool sameBytes(const ByteSource& a, std::uint64_t offsetInA, const ByteSource& b
 enum class ByteOrder { little, big };
 
 /// The unsigned number in `width` (at most 8) bytes of `bytes` from `offset`; Refused when they end before.
-std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t width, ByteOrder order);
+/// In all formats but TIFF the order is big.
+std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t width,
+                       ByteOrder order = ByteOrder::big);
 /// The low `width` bytes of `value`.
-std::string numberBytes(std::uint64_t value, std::size_t width, ByteOrder order);
+std::string numberBytes(std::uint64_t value, std::size_t width, ByteOrder order = ByteOrder::big);
 
 /// a + b; Refused when that is no 64-bit number.
 std::uint64_t sum(std::uint64_t a, std::uint64_t b);

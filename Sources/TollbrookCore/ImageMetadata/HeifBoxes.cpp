@@ -66,8 +66,8 @@ std::vector<FileBox> boxesOf(const ByteSource& file) {
 
 std::string boxHeader(std::string_view type, std::uint64_t contentSize) {
   const std::uint64_t size = sum(contentSize, shortHeader);
-  if (size <= std::numeric_limits<std::uint32_t>::max()) return field(size, 4).append(type);
-  return field(1, 4).append(type).append(field(sum(contentSize, longHeader), 8));
+  if (size <= std::numeric_limits<std::uint32_t>::max()) return numberBytes(size, 4).append(type);
+  return numberBytes(1, 4).append(type).append(numberBytes(sum(contentSize, longHeader), 8));
 }
 
 std::string box(std::string_view type, std::string_view content) {
@@ -75,7 +75,7 @@ std::string box(std::string_view type, std::string_view content) {
 }
 
 std::uint64_t FieldReader::number(std::size_t width) {
-  const std::uint64_t value = numberAt(bytes_, 0, width, ByteOrder::big);
+  const std::uint64_t value = numberAt(bytes_, 0, width);
   bytes_.remove_prefix(width);
   return value;
 }
@@ -92,10 +92,6 @@ std::string_view FieldReader::text() {
   const std::string_view result = bytes(length);
   if (!atEnd()) bytes_.remove_prefix(1);
   return result;
-}
-
-std::string field(std::uint64_t value, std::size_t width) {
-  return numberBytes(value, width, ByteOrder::big);
 }
 
 }  // namespace tollbrook::ImageMetadata::Heif

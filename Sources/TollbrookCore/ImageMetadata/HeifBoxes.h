@@ -60,7 +60,4 @@ class FieldReader {
   std::string_view bytes_;
 };
 
-/// The bytes of an unsigned number.
-std::string field(std::uint64_t value, std::size_t width);
-
 }  // namespace tollbrook::ImageMetadata::Heif

@@ -20,7 +20,7 @@ std::size_t checkedWidth(std::uint64_t width) {
 
 std::string checkedField(std::uint64_t value, std::size_t width) {
   if (width < 8 && value >> (8 * width) != 0) throw Refused("a number does not fit its field");
-  return field(value, width);
+  return numberBytes(value, width);
 }
 
 void requireEnd(const FieldReader& fields) {
@@ -94,7 +94,7 @@ LocationTable LocationTable::parse(std::string_view content) {
 
 std::string LocationTable::content() const {
   std::string bytes = header.bytes();
-  bytes += field(offsetWidth << 12 | lengthWidth << 8 | baseWidth << 4 | indexWidth, 2);
+  bytes += numberBytes(offsetWidth << 12 | lengthWidth << 8 | baseWidth << 4 | indexWidth, 2);
   bytes += checkedField(locations.size(), idWidth(*this));
   for (const Location& location : locations) bytes += locationBytes(*this, location);
   return bytes;
@@ -133,7 +133,8 @@ Item Item::make(ItemId id, const std::string& type, const std::string& contentTy
   const FullHeader header{
       .version = id > std::numeric_limits<std::uint16_t>::max() ? std::uint8_t{3} : std::uint8_t{2},
       .flags = 1};
-  std::string content = header.bytes() + field(id, header.version == 2 ? narrowId : wideId) + field(0, 2);
+  std::string content =
+      header.bytes() + numberBytes(id, header.version == 2 ? narrowId : wideId) + numberBytes(0, 2);
   content += type + '\0';
   if (type == "mime") content += contentType + '\0';
   const std::string whole = box("infe", content);
@@ -216,11 +217,12 @@ PropertyTable PropertyTable::parse(std::string_view content) {
 }
 
 std::string PropertyTable::content() const {
-  std::string bytes = header.bytes() + field(associations.size(), 4);
+  std::string bytes = header.bytes() + numberBytes(associations.size(), 4);
   for (const Association& association : associations) {
     bytes += checkedField(association.item, header.version == 0 ? narrowId : wideId);
     bytes += checkedField(association.properties.size(), 1);
-    for (const std::uint32_t property : association.properties) bytes += field(property, propertyWidth());
+    for (const std::uint32_t property : association.properties)
+      bytes += numberBytes(property, propertyWidth());
   }
   return bytes;
 }
@@ -242,8 +244,8 @@ EntityGroup EntityGroup::parse(const Box& box) {
 }
 
 std::string EntityGroup::whole() const {
-  std::string content = header.bytes() + field(id, 4) + field(entities.size(), 4);
-  for (const std::uint32_t entity : entities) content += field(entity, 4);
+  std::string content = header.bytes() + numberBytes(id, 4) + numberBytes(entities.size(), 4);
+  for (const std::uint32_t entity : entities) content += numberBytes(entity, 4);
   return box(type, content + rest);
 }
 

@@ -20,7 +20,7 @@ struct FullHeader {
   std::uint32_t flags = 0;
 
   static FullHeader read(FieldReader& fields);
-  std::string bytes() const { return field(version, 1) + field(flags, 3); }
+  std::string bytes() const { return numberBytes(version, 1) + numberBytes(flags, 3); }
 };
 
 /// Where the items lie: "iloc".

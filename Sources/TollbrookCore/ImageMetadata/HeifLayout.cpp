@@ -121,7 +121,7 @@ class Assembly {
   void closeOpenBox() {
     if (!openBox_) return;
     if (openBox_->length >= narrowLimit) throw Refused("the last box is too large for its size field");
-    plan_.overwrite(openBox_->offset, field(openBox_->length, 4));
+    plan_.overwrite(openBox_->offset, numberBytes(openBox_->length, 4));
     openBox_.reset();
   }
 

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint64_t largestPayload = std::uint64_t{16} << 20;
 constexpr std::string_view xmpType = "application/rdf+xml";
-constexpr std::string_view exifMark{"Exif\0\0", 6};
 
 bool isExif(const Item& item) { return item.type == "Exif"; }
 bool isXmp(const Item& item) { return item.type == "mime" && item.contentType == xmpType; }
@@ -54,7 +53,7 @@ bool startsTiff(std::string_view bytes) {
 // no offset there, or one that does not count the mark.
 std::size_t tiffStart(std::string_view payload) {
   if (startsTiff(payload)) return 0;
-  const std::uint64_t start = numberAt(payload, 0, 4, ByteOrder::big) + 4;
+  const std::uint64_t start = numberAt(payload, 0, 4) + 4;
   if (start >= payload.size()) throw Refused("the Exif item has no TIFF header");
   const std::string_view rest = payload.substr(start);
   if (startsTiff(rest)) return start;
@@ -69,7 +68,7 @@ std::string updatedExif(const std::string& payload, const TiffEdits& edits) {
 }
 
 std::string newExif(const TiffEdits& edits) {
-  return field(exifMark.size(), 4).append(exifMark).append(newExifBlock(edits));
+  return numberBytes(exifMark.size(), 4).append(exifMark).append(newExifBlock(edits));
 }
 
 // Items, tracks and groups are numbered together. The next free number fits the narrow tables if any does.

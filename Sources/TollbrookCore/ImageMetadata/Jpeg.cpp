@@ -14,7 +14,7 @@
 namespace tollbrook::ImageMetadata::Jpeg {
 namespace {
 
-constexpr std::uint64_t exifHeaderSize = 6;
+constexpr std::uint64_t startOfImageSize = 2;
 constexpr std::uint32_t uncalibrated = 0xFFFF;  ///< ColorSpace
 
 struct Resolution {
@@ -27,7 +27,7 @@ Resolution resolutionOf(const Layout& layout) {
   for (const Segment& segment : layout.segments) {
     if (!segment.is(app0, jfifHeader) || segment.start.size() < 12) continue;
     const auto number = [&](std::size_t at, std::size_t width) {
-      return static_cast<std::uint32_t>(numberAt(segment.start, at, width, ByteOrder::big));
+      return static_cast<std::uint32_t>(numberAt(segment.start, at, width));
     };
     const Resolution resolution{.x = number(8, 2), .y = number(10, 2), .unit = number(7, 1) + 1};
     const bool isAbsolute = resolution.unit == 2 || resolution.unit == 3;
@@ -52,6 +52,10 @@ class Editor {
   void editResourcesOf(std::size_t segment);
   void editJoinedResources(const std::vector<std::size_t>& segments);
   void followMultiPicture();
+  /// Visits what stands before the first scan afterwards: new segments and old ones, in order.
+  template <typename VisitNew, typename VisitOld>
+  void forEachPart(const VisitNew& visitNew, const VisitOld& visitOld) const;
+  void verify(const OutputPlan& plan) const;
 
   std::string payload(std::size_t segment) const {
     return file_.read(layout_.segments[segment].payloadOffset, layout_.segments[segment].payloadLength);
@@ -80,18 +84,25 @@ OutputPlan Editor::plan() {
   if (!target_.caption.empty()) editCaption();
   followMultiPicture();
   OutputPlan plan(file_);
-  plan.copy(0, 2);
+  plan.copy(0, startOfImageSize);
+  forEachPart([&](const std::string& bytes) { plan.add(bytes); },
+              [&](const Segment& segment) { plan.copy(segment.offset, segment.length); });
+  plan.copy(layout_.scans, file_.size() - layout_.scans);
+  verify(plan);
+  return plan;
+}
+
+template <typename VisitNew, typename VisitOld>
+void Editor::forEachPart(const VisitNew& visitNew, const VisitOld& visitOld) const {
   for (std::size_t i = 0; i <= layout_.segments.size(); ++i) {
-    if (const auto found = inserted_.find(i); found != inserted_.end()) plan.add(found->second);
+    if (const auto found = inserted_.find(i); found != inserted_.end()) visitNew(found->second);
     if (i == layout_.segments.size()) break;
     if (const auto found = replaced_.find(i); found != replaced_.end()) {
-      plan.add(found->second);
+      visitNew(found->second);
     } else {
-      plan.copy(layout_.segments[i].offset, layout_.segments[i].length);
+      visitOld(layout_.segments[i]);
     }
   }
-  plan.copy(layout_.scans, file_.size() - layout_.scans);
-  return plan;
 }
 
 std::vector<std::size_t> Editor::segmentsOf(std::uint8_t marker, std::string_view header) const {
@@ -118,14 +129,13 @@ void Editor::editExif() {
   const auto segments = segmentsOf(app1, exifHeader);
   if (segments.size() > 1) throw Refused("there are several Exif segments");
   if (segments.empty()) {
-    const std::string header("Exif\0\0", exifHeaderSize);
-    inserted_[placeOfExif()] = segmentBytes(app1, header + newExifBlock(edits));
+    inserted_[placeOfExif()] = segmentBytes(app1, std::string(exifMark) + newExifBlock(edits));
     return;
   }
   const std::string old = payload(segments.front());
-  if (old.size() < exifHeaderSize) throw Refused("the Exif segment is empty");
-  const MemorySource block(std::string_view(old).substr(exifHeaderSize));
-  setPayload(segments.front(), old.substr(0, exifHeaderSize) + patchTiff(block, edits).bytes());
+  if (old.size() < exifMark.size()) throw Refused("the Exif segment is empty");
+  const MemorySource block(std::string_view(old).substr(exifMark.size()));
+  setPayload(segments.front(), old.substr(0, exifMark.size()) + patchTiff(block, edits).bytes());
 }
 
 // The tags that Exif 2.32 (4.6.8, table 20) wants in a compressed image.
@@ -142,7 +152,7 @@ void Editor::requireMandatoryTags(TiffEdits& edits) const {
   exif.push_back(TiffField::ofNumbers(TiffTag::colorSpace, TiffType::shortInteger, {uncalibrated}));
   exif.push_back(TiffField::ofNumbers(TiffTag::pixelXDimension, TiffType::longInteger, {layout_.width}));
   exif.push_back(TiffField::ofNumbers(TiffTag::pixelYDimension, TiffType::longInteger, {layout_.height}));
-  edits.sizeLimit = mostPayload - exifHeaderSize;
+  edits.sizeLimit = mostPayload - exifMark.size();
 }
 
 void Editor::editXmp() {
@@ -229,29 +239,29 @@ void Editor::followMultiPicture() {
   }
 }
 
-bool isEdited(const Segment& segment) {
-  return segment.is(app1, exifHeader) || segment.is(app1, xmpHeader) || segment.is(app13, photoshopHeader) ||
-         segment.is(app2, mpfHeader);
-}
-
-std::vector<Segment> untouched(const Layout& layout) {
-  std::vector<Segment> segments;
-  std::remove_copy_if(layout.segments.begin(), layout.segments.end(), std::back_inserter(segments), isEdited);
-  return segments;
-}
-
-/// Reads the new file as any reader would.
-void verify(const ByteSource& before, const Layout& old, const ByteSource& after) {
-  const Layout now = readLayout(after);
-  const auto oldSegments = untouched(old), newSegments = untouched(now);
-  bool isSound =
-      oldSegments.size() == newSegments.size() && before.size() - old.scans == after.size() - now.scans;
-  for (std::size_t i = 0; isSound && i < oldSegments.size(); ++i) {
-    isSound = oldSegments[i].marker == newSegments[i].marker &&
-              oldSegments[i].length == newSegments[i].length &&
-              sameBytes(before, oldSegments[i].offset, after, newSegments[i].offset, oldSegments[i].length);
-  }
-  if (!isSound) throw Refused("something would change that is not to change");
+// Reads the new file as any reader would.
+void Editor::verify(const OutputPlan& plan) const {
+  const auto require = [](bool isSame) {
+    if (!isSame) throw Refused("something would change that is not to change");
+  };
+  const Layout now = readLayout(plan);
+  std::uint64_t at = startOfImageSize;
+  auto next = now.segments.begin();
+  const auto passSegments = [&](std::uint64_t length) {
+    const std::uint64_t end = at + length;
+    for (; next != now.segments.end() && at < end; ++next) at += next->length;
+    require(at == end);
+  };
+  const auto requireNew = [&](const std::string& bytes) {
+    require(plan.readUpTo(at, bytes.size()) == bytes);
+    passSegments(bytes.size());
+  };
+  forEachPart(requireNew, [&](const Segment& old) {
+    require(plan.holds(at, old.offset, old.length));
+    passSegments(old.length);
+  });
+  const std::uint64_t rest = file_.size() - layout_.scans;
+  require(at == now.scans && plan.size() - at == rest && plan.holds(at, layout_.scans, rest));
 }
 
 }  // namespace
@@ -264,7 +274,6 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   if (!plan.isUnchanged() && trailerMustNotMove(file, editor.layout())) {
     throw Refused("what follows the image must not be moved");
   }
-  verify(file, editor.layout(), plan);
   return plan;
 }
 

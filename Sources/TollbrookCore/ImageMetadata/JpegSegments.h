@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/ByteSource.h"
+#include "TollbrookCore/ImageMetadata/TiffReader.h"
+#include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 /// The marker segments of a JPEG file (ITU-T T.81, annex B).
 namespace tollbrook::ImageMetadata::Jpeg {
 
-constexpr std::string_view exifHeader{"Exif\0", 5};  ///< a sixth byte follows, mostly NUL
-constexpr std::string_view xmpHeader{"http://ns.adobe.com/xap/1.0/\0", 29};
+constexpr std::string_view exifHeader = exifMark.substr(0, 5);  ///< a sixth byte follows, mostly NUL
 constexpr std::string_view photoshopHeader{"Photoshop 3.0\0", 14};
 constexpr std::string_view mpfHeader{"MPF\0", 4};
 constexpr std::string_view jfifHeader{"JFIF\0", 5};

@@ -38,10 +38,9 @@ std::vector<std::uint64_t> placesInNote(const std::string& note, std::uint64_t b
 
 /// Some makers keep a large preview behind the image and its place in the maker note.
 bool noteLeadsToPreview(const ByteSource& file, const Layout& layout, const Segment& exif) {
-  constexpr std::uint64_t headerSize = 6;
-  if (exif.payloadLength < headerSize) return false;
-  const std::uint64_t start = exif.payloadOffset + headerSize;
-  const std::string bytes = file.read(start, exif.payloadLength - headerSize);
+  if (exif.payloadLength < exifMark.size()) return false;
+  const std::uint64_t start = exif.payloadOffset + exifMark.size();
+  const std::string bytes = file.read(start, exif.payloadLength - exifMark.size());
   const MemorySource block(bytes);
   const TiffReader reader(block);
   const TiffEntry* const note = reader.exif() != nullptr ? reader.exif()->find(TiffTag::makerNote) : nullptr;

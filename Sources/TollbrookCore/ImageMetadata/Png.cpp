@@ -16,9 +16,6 @@ namespace {
 
 constexpr std::string_view xmpKeyword = "XML:com.adobe.xmp";
 constexpr std::string_view profileKeyword = "Raw profile type ";
-// What stands before the block where it came from a JPEG file.
-constexpr std::string_view exifMark{"Exif\0\0", 6};
-constexpr std::string_view xmpMark{"http://ns.adobe.com/xap/1.0/\0", 29};
 
 /// The file, and which of its chunks are to become what.
 class Editor {
@@ -74,8 +71,8 @@ class Editor {
     auto profile = text ? RawProfile::parse(text->text) : std::nullopt;
     if (!profile) throw Refused("a raw profile cannot be read");
     const std::string before = profile->bytes;
-    if (before.starts_with(xmpMark) || name == "xmp") {
-      const std::size_t start = before.starts_with(xmpMark) ? xmpMark.size() : 0;
+    if (before.starts_with(xmpHeader) || name == "xmp") {
+      const std::size_t start = before.starts_with(xmpHeader) ? xmpHeader.size() : 0;
       if (const auto packet = updatedPacket(before.substr(start)))
         profile->bytes.replace(start, std::string::npos, *packet);
     } else if (!hasExif_) {

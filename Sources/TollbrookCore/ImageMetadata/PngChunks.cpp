@@ -29,14 +29,14 @@ void requireChecksum(const ByteSource& file, const Chunk& chunk) {
     sum = checksum(sum, piece);
     offset += piece.size();
   }
-  if (numberAt(file.read(end, 4), 0, 4, ByteOrder::big) != sum) throw Refused("a checksum is wrong");
+  if (numberAt(file.read(end, 4), 0, 4) != sum) throw Refused("a checksum is wrong");
 }
 
 bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
 Chunk readChunk(const ByteSource& file, std::uint64_t offset) {
   const std::string head = file.read(offset, 8);
-  const std::uint64_t length = numberAt(head, 0, 4, ByteOrder::big);
+  const std::uint64_t length = numberAt(head, 0, 4);
   Chunk chunk{.type = head.substr(4), .offset = offset, .size = length + 12};
   if (!std::all_of(chunk.type.begin(), chunk.type.end(), isLetter)) throw Refused("a chunk has no type");
   if (length > longestContent || !file.contains(offset, chunk.size)) throw Refused("a chunk is too long");
@@ -77,8 +77,7 @@ std::string contentOf(const ByteSource& file, const Chunk& chunk) {
 std::string chunk(std::string_view type, std::string_view content) {
   if (content.size() > longestContent) throw Refused("a chunk would become too long");
   const std::string body = std::string(type).append(content);
-  return numberBytes(content.size(), 4, ByteOrder::big) + body +
-         numberBytes(checksum(0, body), 4, ByteOrder::big);
+  return numberBytes(content.size(), 4) + body + numberBytes(checksum(0, body), 4);
 }
 
 }  // namespace tollbrook::ImageMetadata::Png

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/ByteSource.h"
@@ -11,6 +12,9 @@
 /// Reading the structure of TIFF files, BigTIFF among them, and of EXIF blocks, which are TIFF files without
 /// an image (TIFF 6.0, section 2; BigTIFF as LibTIFF defines it; Exif 2.32, 4.5).
 namespace tollbrook::ImageMetadata {
+
+/// What stands before an EXIF block in JPEG files, and where one came from there.
+constexpr std::string_view exifMark{"Exif\0\0", 6};
 
 /// The tags that have a meaning here.
 namespace TiffTag {

@@ -6,8 +6,12 @@
 
 #include "TollbrookCore/ImageMetadata/TargetTags.h"
 
-/// XMP packets (ISO 16684-1), as they stand in a file, from wrapper to wrapper or without. Pure functions.
+/// XMP packets (ISO 16684-1), as they stand in a file, from wrapper to wrapper or without. Pure functions;
+/// what they return has been read again and compared.
 namespace tollbrook::ImageMetadata {
+
+/// What stands before a packet in JPEG files, and where one came from there.
+constexpr std::string_view xmpHeader{"http://ns.adobe.com/xap/1.0/\0", 29};
 
 /// The packet with those of its properties brought into line that mean the same as a target tag, so that no
 /// reader shows the old value. None when nothing is to change, and when the packet cannot be read: it then
