@@ -86,6 +86,18 @@ TEST(UpdatedXmp, AddsTheDefaultLanguageToAnEmptyDescription) {
   }
 }
 
+TEST(UpdatedXmp, FindsThePacketWhateverTheCaptionSays) {
+  std::string bare = packetOf("", "<dc:description><rdf:Alt/></dc:description>");
+  bare.replace(bare.find("<x:xmpmeta"), bare.find(" <rdf:RDF") - bare.find("<x:xmpmeta"), "");
+  bare.erase(bare.find("</x:xmpmeta>"), 12);
+  TargetTags target = everything();
+  target.caption = "about xmpmeta and xapmeta";
+  const auto packet = updatedXmp(bare, target);
+  ASSERT_TRUE(packet);
+  EXPECT_EQ(updatedXmp(*packet, target), std::nullopt);
+  EXPECT_NE(updatedXmp(*packet, everything()), std::nullopt);
+}
+
 TEST(UpdatedXmp, SaysThatAnAltitudeIsBelowSeaLevel) {
   const std::string attribute = packetOf(" exif:GPSAltitude=\"7/1\"", "");
   const auto asAttribute = updatedXmp(attribute, everything());

@@ -1,0 +1,109 @@
+#include "TollbrookCore/ImageMetadata/MetadataVerifier.h"
+
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "TollbrookCore/ImageMetadata/ByteSource.h"
+#include "TollbrookCore/ImageMetadata/IptcParts.h"
+#include "TollbrookCore/ImageMetadata/XmpProperties.h"
+#include "TollbrookCore/ImageMetadata/XmpTree.h"
+
+namespace tollbrook::ImageMetadata {
+namespace {
+
+void require(bool condition) {
+  if (!condition) throw Refused("something would change that is not to change");
+}
+
+std::string withoutProperties(std::string_view packet, const std::vector<XmpProperty>& properties) {
+  const auto tree = XmpTree::parse(packet);
+  require(tree.has_value());
+  for (pugi::xml_node description : tree->descriptions()) {
+    for (const auto& [space, name, value, isLanguageAlternative] : properties) {
+      while (const auto attribute = attributeNamed(description, space, name)) {
+        description.remove_attribute(attribute);
+      }
+      while (const auto child = childNamed(description, space, name)) description.remove_child(child);
+    }
+  }
+  return tree->packet();
+}
+
+std::string windows1252(const std::string& utf8) {
+  const auto text = icu::UnicodeString::fromUTF8(utf8);
+  std::string bytes(static_cast<std::size_t>(text.length()), '\0');
+  const auto length =
+      text.extract(0, text.length(), bytes.data(), static_cast<std::uint32_t>(bytes.size()), "windows-1252");
+  return length == text.length() ? bytes : std::string();
+}
+
+/// Whether one says what the other did. Text may have been put into UTF-8 in between.
+bool saysTheSame(const IptcDataset& old, const IptcDataset& now, bool wasLatin1) {
+  if (old.record != now.record || old.number != now.number) return false;
+  return now.value == old.value || (wasLatin1 && old.isText() && windows1252(now.value) == old.value);
+}
+
+std::vector<std::string> iptcIn(const PhotoshopResources& resources) {
+  std::vector<std::string> found;
+  for (const PhotoshopResource& resource : resources.list) {
+    if (resource.isIptc()) found.push_back(resource.data);
+  }
+  return found;
+}
+
+/// What stands beside IPTC: all of the resources, and of digests that there are some.
+std::vector<std::string> othersIn(const PhotoshopResources& resources) {
+  std::vector<std::string> others{resources.rest};
+  for (const PhotoshopResource& resource : resources.list) {
+    if (resource.isIptc()) continue;
+    others.push_back(resource.name);
+    if (!resource.isIptcDigest()) others.push_back(resource.data);
+  }
+  return others;
+}
+
+}  // namespace
+
+void verifyXmp(std::string_view before, std::string_view after, const TargetTags& target) {
+  const auto properties = xmpProperties(target);
+  require(withoutProperties(before, properties) == withoutProperties(after, properties));
+}
+
+void verifyIptc(std::string_view before, std::string_view after, std::string_view caption) {
+  auto old = parseDatasets(before), now = parseDatasets(after);
+  require(charactersOf(now) == IptcCharacters::utf8);
+  const auto captions = std::count_if(now.begin(), now.end(), [&](const IptcDataset& one) {
+    require(!one.isCaption() || one.value == caption);
+    return one.isCaption();
+  });
+  require(captions == 1);
+  // A new record has a version besides.
+  const bool isNew = old.empty();
+  const auto isFree = [&](const IptcDataset& one) {
+    return one.isCaption() || one.isCharacterSet() || (isNew && one.is(2, 0));
+  };
+  const bool wasLatin1 = charactersOf(old) == IptcCharacters::latin1;
+  std::erase_if(old, isFree);
+  std::erase_if(now, isFree);
+  require(
+      std::equal(old.begin(), old.end(), now.begin(), now.end(),
+                 [&](const IptcDataset& a, const IptcDataset& b) { return saysTheSame(a, b, wasLatin1); }));
+}
+
+void verifyResources(std::string_view before, std::string_view after,
+                     std::optional<std::string_view> caption) {
+  const auto old = PhotoshopResources::parse(before), now = PhotoshopResources::parse(after);
+  require(othersIn(old) == othersIn(now));
+  auto oldIptc = iptcIn(old);
+  const auto nowIptc = iptcIn(now);
+  if (!caption) return require(oldIptc == nowIptc);
+  if (oldIptc.empty()) oldIptc.resize(1);
+  require(oldIptc.size() == nowIptc.size());
+  for (std::size_t i = 0; i < nowIptc.size(); ++i) verifyIptc(oldIptc[i], nowIptc[i], *caption);
+}
+
+}  // namespace tollbrook::ImageMetadata
