@@ -86,8 +86,42 @@ TEST(UpdatedXmp, AddsTheDefaultLanguageToAnEmptyDescription) {
   }
 }
 
+TEST(UpdatedXmp, MakesAnAlternativeOfADescriptionInAnyOtherForm) {
+  const std::string made =
+      "<dc:description><rdf:Alt><rdf:li xml:lang=\"x-default\">a &lt;new&gt; &amp; \"better\"\ncaption"
+      "</rdf:li></rdf:Alt></dc:description>";
+  for (const std::string form :
+       {"<dc:description/>", "<dc:description></dc:description>", "<dc:description>\n </dc:description>",
+        "<dc:description>plain text</dc:description>", "<dc:description xml:lang=\"de\">alt</dc:description>",
+        "<dc:description rdf:parseType=\"Resource\"><rdf:value>text</rdf:value></dc:description>",
+        "<dc:description><rdf:Bag><rdf:li>text</rdf:li></rdf:Bag></dc:description>"}) {
+    const auto packet = updatedXmp(packetOf("", form + "<other:thing/>"), everything());
+    ASSERT_TRUE(packet) << form;
+    EXPECT_THAT(*packet, HasSubstr(made + "<other:thing")) << form;
+    EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt) << form;
+  }
+}
+
+TEST(UpdatedXmp, MakesAnAlternativeOfADescriptionThatIsAnAttribute) {
+  const auto packet = updatedXmp(packetOf(" dc:description=\"old\" other:thing=\"1\"", ""), everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, Not(HasSubstr("dc:description=")));
+  EXPECT_THAT(*packet,
+              HasSubstr("other:thing=\"1\"><dc:description><rdf:Alt><rdf:li xml:lang=\"x-default\">a "
+                        "&lt;new&gt; &amp; \"better\"\ncaption</rdf:li></rdf:Alt></dc:description>"));
+  EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, KeepsTheNamespaceThatADescriptionDeclares) {
+  const std::string declaration = " xmlns:d=\"http://purl.org/dc/elements/1.1/\"";
+  const auto packet =
+      updatedXmp(packetOf("", "<d:description" + declaration + ">old</d:description>"), everything());
+  ASSERT_TRUE(packet);
+  EXPECT_THAT(*packet, HasSubstr("<d:description" + declaration + "><rdf:Alt>"));
+}
+
 TEST(UpdatedXmp, FindsThePacketWhateverTheCaptionSays) {
-  std::string bare = packetOf("", "<dc:description><rdf:Alt/></dc:description>");
+  std::string bare = packetOf("", "<dc:description/>");
   bare.replace(bare.find("<x:xmpmeta"), bare.find(" <rdf:RDF") - bare.find("<x:xmpmeta"), "");
   bare.erase(bare.find("</x:xmpmeta>"), 12);
   TargetTags target = everything();

@@ -33,18 +33,43 @@ bool setAlternative(pugi::xml_node alternatives, const std::string& value) {
   return setText(chosen, value);
 }
 
+/// Whatever form the property had: it becomes one text for all languages.
+void makeAlternative(pugi::xml_node element, const std::string& value) {
+  std::vector<pugi::xml_attribute> qualifiers;
+  for (const pugi::xml_attribute attribute : element.attributes()) {
+    if (!std::string_view(attribute.name()).starts_with("xmlns")) qualifiers.push_back(attribute);
+  }
+  for (const pugi::xml_attribute qualifier : qualifiers) element.remove_attribute(qualifier);
+  element.remove_children();
+  const std::string name = prefixOf(element.parent().name()) + "Alt";
+  setAlternative(element.append_child(name.c_str()), value);
+}
+
 bool hasElements(pugi::xml_node element) {
   return std::any_of(element.begin(), element.end(),
                      [](pugi::xml_node child) { return child.type() == pugi::node_element; });
 }
 
 bool setElement(pugi::xml_node element, const XmpProperty& property) {
-  if (const auto alternatives = childNamed(element, rdfSpace, "Alt");
-      alternatives && property.isLanguageAlternative) {
-    return setAlternative(alternatives, property.value);
+  if (property.isLanguageAlternative) {
+    if (const auto alternatives = childNamed(element, rdfSpace, "Alt")) {
+      return setAlternative(alternatives, property.value);
+    }
+    makeAlternative(element, property.value);
+    return true;
   }
   if (const auto value = childNamed(element, rdfSpace, "value")) return setText(value, property.value);
   return !hasElements(element) && setText(element, property.value);
+}
+
+/// An attribute has no place for languages. Whether there was one.
+bool makeElement(pugi::xml_node description, const XmpProperty& property) {
+  bool isFound = false;
+  while (const auto attribute = attributeNamed(description, property.space, property.name)) {
+    if (!childNamed(description, property.space, property.name)) description.append_child(attribute.name());
+    isFound = description.remove_attribute(attribute);
+  }
+  return isFound;
 }
 
 bool setAttributes(pugi::xml_node description, const XmpProperty& property) {
@@ -58,7 +83,8 @@ bool setAttributes(pugi::xml_node description, const XmpProperty& property) {
 
 /// Sets the property where the description has it. Whether anything changed.
 bool setProperty(pugi::xml_node description, const XmpProperty& property) {
-  bool changed = setAttributes(description, property);
+  bool changed = property.isLanguageAlternative ? makeElement(description, property)
+                                                : setAttributes(description, property);
   for (const pugi::xml_node child : description.children()) {
     if (isNamed(child, property.space, property.name)) changed = setElement(child, property) || changed;
   }
@@ -104,15 +130,12 @@ bool setProperties(XmpTree& tree, const TargetTags& target) {
   return changed;
 }
 
-/// A description of the picture without a text, where there is none.
+/// An empty description of the picture, where there is none.
 void addDescription(XmpTree& tree) {
   const auto descriptions = tree.descriptions();
   if (descriptions.empty() || haveProperty(descriptions, dcSpace, "description")) return;
   pugi::xml_node description = descriptions.front();
-  const std::string alternatives = prefixOf(description.name()) + "Alt";
-  pugi::xml_node property = description.append_child("dc:description");
-  property.append_attribute("xmlns:dc") = std::string(dcSpace).c_str();
-  property.append_child(alternatives.c_str());
+  description.append_child("dc:description").append_attribute("xmlns:dc") = std::string(dcSpace).c_str();
 }
 
 std::optional<std::string> updated(std::string_view packet, const TargetTags& target, bool addsCaption) {
