@@ -266,6 +266,47 @@ TEST(JpegPlan, BringsXmpIntoLine) {
   EXPECT_EQ(payloadsOf(written(jpegWith(xmpSegment(broken))), app1, xmpHeader)[0], broken);
 }
 
+/// A part of extended XMP that is `length` bytes as a whole.
+std::string extendedSegment(const std::string& part, std::size_t length, std::size_t place,
+                            char digest = 'D') {
+  return segmentBytes(app1, std::string(extendedXmpHeader) + std::string(32, digest) +
+                                numberBytes(length, 4) + numberBytes(place, 4) + part);
+}
+
+std::string extendedPacket(const std::string& attributes) {
+  return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+         "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
+         "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmlns:exif=\"http://ns.adobe.com/exif/1.0/\" " +
+         attributes + "/></rdf:RDF></x:xmpmeta>";
+}
+
+TEST(JpegPlan, RefusesExtendedXmpThatWouldSaySomethingElse) {
+  for (const std::string old : {"xmp:CreateDate=\"1999\"", "exif:GPSLatitude=\"1,2.3N\""}) {
+    const std::string packet = extendedPacket(old);
+    const std::string other = extendedSegment("other", 5, 0, 'E');
+    EXPECT_EQ(refusalOf(jpegWith(other + extendedSegment(packet, packet.size(), 0))),
+              "the extended XMP would say something else");
+    const std::string parts = extendedSegment(packet.substr(50), packet.size(), 50) +
+                              extendedSegment(packet.substr(0, 50), packet.size(), 0);
+    EXPECT_EQ(refusalOf(jpegWith(parts)), "the extended XMP would say something else") << "in any order";
+  }
+}
+
+TEST(JpegPlan, KeepsExtendedXmpThatSaysNothingElse) {
+  const std::string other = extendedPacket("xmp:Rating=\"4\"");
+  const std::string same = extendedPacket("xmp:CreateDate=\"2019-07-01T12:00:00+00:00\"");
+  const std::string old = extendedPacket("xmp:CreateDate=\"1999\"");
+  for (const std::string& segments :
+       {extendedSegment(other, other.size(), 0), extendedSegment(same, same.size(), 0),
+        extendedSegment(old.substr(50), old.size(), 50), extendedSegment(old, old.size() + 1, 0),
+        extendedSegment(old.substr(0, old.size() - 1), old.size() - 1, 0),
+        segmentBytes(app1, std::string(extendedXmpHeader) + "too short")}) {
+    const std::string file = written(jpegWith(segments));
+    EXPECT_THAT(file, HasSubstr(segments));
+    EXPECT_TRUE(staysAsItIs(file));
+  }
+}
+
 TEST(JpegPlan, RefusesATrailerWithAbsolutePlaces) {
   EXPECT_NE(refusalOf(tinyJpeg() + "AXS!" + std::string(8, '\0')), "");
 }

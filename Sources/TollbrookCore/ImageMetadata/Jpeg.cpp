@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/JpegExtendedXmp.h"
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 #include "TollbrookCore/ImageMetadata/MultiPicture.h"
@@ -159,6 +160,9 @@ void Editor::editXmp() {
   for (const std::size_t segment : segmentsOf(app1, xmpHeader)) {
     const auto packet = updatedXmp(payload(segment).substr(xmpHeader.size()), target_);
     if (packet) setPayload(segment, std::string(xmpHeader) + *packet);
+  }
+  for (const std::string& packet : extendedXmp(file_, layout_)) {
+    if (updatedXmp(packet, target_)) throw Refused("the extended XMP would say something else");
   }
 }
 

@@ -86,7 +86,7 @@ void requireEnd(const ByteSource& file, std::uint64_t scans) {
 
 /// The segment at `offset`; for the start of a scan only its marker and place.
 Segment readSegment(const ByteSource& file, std::uint64_t offset) {
-  constexpr std::uint64_t longestHeader = xmpHeader.size();
+  constexpr std::uint64_t longestHeader = extendedXmpHeader.size();
   if (numberIn(file, offset, 1) != 0xFF) throw Refused("there is no marker where a segment must begin");
   std::uint64_t at = offset + 1;
   std::uint64_t marker = 0xFF;

@@ -13,6 +13,7 @@
 namespace tollbrook::ImageMetadata::Jpeg {
 
 constexpr std::string_view exifHeader = exifMark.substr(0, 5);  ///< a sixth byte follows, mostly NUL
+constexpr std::string_view extendedXmpHeader{"http://ns.adobe.com/xmp/extension/\0", 35};
 constexpr std::string_view photoshopHeader{"Photoshop 3.0\0", 14};
 constexpr std::string_view mpfHeader{"MPF\0", 4};
 constexpr std::string_view jfifHeader{"JFIF\0", 5};
