@@ -4,6 +4,7 @@
 #include "Support/Fixtures.h"
 #include "Support/HeifMaker.h"
 #include "Support/ImageTags.h"
+#include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/Png.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
@@ -200,6 +201,39 @@ TEST(Png, BringsXmpInARawProfileIntoLine) {
     EXPECT_THAT(raw->bytes, HasSubstr("words"));
     EXPECT_EQ(written(after, captioned("words")), after);
   }
+}
+
+TEST(Png, BringsTheCaptionInARawProfileOfIptcIntoLine) {
+  const std::string old = withIptcCaption({}, "old words"), wanted = withIptcCaption({}, "words");
+  const std::string resources = withCaptionInResources({}, "old words");
+  for (const auto& [profile, after] :
+       {std::pair{old, wanted}, {resources, withCaptionInResources(resources, "words")}}) {
+    for (const std::string name : {"iptc", "8bim"}) {
+      for (const std::string type : {"tEXt", "zTXt"}) {
+        const std::string file =
+            written(withLateChunks(profileChunk(type, name, profile)), captioned("words"));
+        const auto raw = RawProfile::parse(textOfType(file, type));
+        ASSERT_TRUE(raw);
+        EXPECT_EQ(raw->bytes, after);
+        EXPECT_EQ(written(file, captioned("words")), file);
+      }
+    }
+  }
+}
+
+TEST(Png, LeavesARawProfileAloneThatHoldsNoCaption) {
+  const std::string title("\x1C\2\5\0\1t", 6), emptyResource("8BIM\4\4\0\0\0\0\0\0", 12);
+  const std::string old = profileChunk("zTXt", "iptc", withIptcCaption({}, "old words"));
+  EXPECT_THAT(written(withChunks(old)), HasSubstr(old)) << "no caption is to be written";
+  for (const std::string& profile : {title, emptyResource, std::string("neither")}) {
+    const std::string chunk = profileChunk("zTXt", "iptc", profile);
+    EXPECT_THAT(written(withChunks(chunk), captioned("words")), HasSubstr(chunk));
+  }
+}
+
+TEST(Png, RefusesARawProfileOfIptcThatIsCut) {
+  const std::string cut = withCaptionInResources({}, "old words").substr(0, 30);
+  EXPECT_THROW(written(withChunks(profileChunk("zTXt", "iptc", cut)), captioned("words")), Refused);
 }
 
 TEST(Png, LeavesXmpThatCannotBeReadAsItIs) {

@@ -111,6 +111,17 @@ std::string withDigestOf(std::string_view datasets, std::string_view resources) 
   return result;
 }
 
+bool haveIptcCaption(std::string_view datasets) {
+  const auto list = parseDatasets(datasets);
+  return std::any_of(list.begin(), list.end(), [](const auto& one) { return one.isCaption(); });
+}
+
+bool haveCaptionInResources(std::string_view resources) {
+  const auto list = PhotoshopResources::parse(resources).list;
+  return std::any_of(list.begin(), list.end(),
+                     [](const auto& one) { return one.isIptc() && haveIptcCaption(one.data); });
+}
+
 bool haveIptcResource(std::string_view resources) {
   const auto list = PhotoshopResources::parse(resources).list;
   return std::any_of(list.begin(), list.end(), [](const auto& one) { return one.isIptc(); });

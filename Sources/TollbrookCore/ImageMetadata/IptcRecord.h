@@ -19,6 +19,10 @@ std::string withCaptionInResources(std::string_view resources, std::string_view 
 /// The image resources with a digest of these datasets, which stand elsewhere, if they have one at all.
 std::string withDigestOf(std::string_view datasets, std::string_view resources);
 
+/// Whether there is a caption among the datasets; in the IPTC of the resources.
+bool haveIptcCaption(std::string_view datasets);
+bool haveCaptionInResources(std::string_view resources);
+
 /// Whether there is an IPTC resource among these.
 bool haveIptcResource(std::string_view resources);
 

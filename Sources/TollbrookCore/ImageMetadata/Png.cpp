@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "TollbrookCore/ImageMetadata/IptcParts.h"
+#include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
 #include "TollbrookCore/ImageMetadata/TiffPatcher.h"
@@ -66,12 +68,16 @@ class Editor {
   }
 
   void updateProfile(std::size_t index, std::string_view name) {
-    if (name != "exif" && name != "APP1" && name != "xmp") return;
+    const bool isIptc = name == "iptc" || name == "8bim";
+    if (!isIptc && name != "exif" && name != "APP1" && name != "xmp") return;
     auto text = parseText(chunks_[index].type, contentOf(file_, chunks_[index]));
     auto profile = text ? RawProfile::parse(text->text) : std::nullopt;
+    if (!profile && isIptc) return;
     if (!profile) throw Refused("a raw profile cannot be read");
     const std::string before = profile->bytes;
-    if (before.starts_with(xmpHeader) || name == "xmp") {
+    if (isIptc) {
+      profile->bytes = updatedIptc(before);
+    } else if (before.starts_with(xmpHeader) || name == "xmp") {
       const std::size_t start = before.starts_with(xmpHeader) ? xmpHeader.size() : 0;
       if (const auto packet = updatedPacket(before.substr(start)))
         profile->bytes.replace(start, std::string::npos, *packet);
@@ -84,6 +90,18 @@ class Editor {
     if (profile->bytes == before) return;
     text->text = profile->text();
     changed_[index] = chunk(text->type, text->content());
+  }
+
+  // The caption where there is one; the standard has no place for IPTC, so that none is to be added.
+  std::string updatedIptc(const std::string& profile) const {
+    if (target_.caption.empty()) return profile;
+    if (profile.starts_with(datasetMarker) && haveIptcCaption(profile)) {
+      return withIptcCaption(profile, target_.caption);
+    }
+    if (profile.starts_with("8BIM") && haveCaptionInResources(profile)) {
+      return withCaptionInResources(profile, target_.caption);
+    }
+    return profile;
   }
 
   // The place of its own that EXIF has in the standard is where every reader looks.
