@@ -6,16 +6,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Support/HeifMaker.h"
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/MetadataWriter.h"
 #include "TollbrookCore/Support/Files.h"
@@ -26,10 +28,15 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr int photos = 300;
+std::string noise(std::size_t size, unsigned seed) {
+  std::minstd_rand random(seed);
+  std::string bytes;
+  while (bytes.size() < size) bytes += static_cast<char>(random() % 255);
+  return bytes;
+}
 
 // A JPEG as cameras make it, but for its coded picture, which nobody decodes here.
-std::string photo(std::size_t size, unsigned seed) {
+std::string jpeg(std::size_t size, unsigned seed) {
   const std::string maker = "A maker of cameras\0"s;
   std::string exif = "Exif\0\0II*\0\x08\0\0\0\x01\0\x0F\x01\x02\0\x13\0\0\0\x1A\0\0\0\0\0\0\0"s + maker;
   exif.resize(10000, '\x55');
@@ -37,25 +44,47 @@ std::string photo(std::size_t size, unsigned seed) {
     const std::size_t length = payload.size() + 2;
     return "\xFF"s + marker + static_cast<char>(length >> 8) + static_cast<char>(length & 0xFF) + payload;
   };
-  std::string bytes = "\xFF\xD8"s + segment('\xE1', exif) +
-                      segment('\xC0', "\x08\x0B\xB8\x0F\xA0\x01\x01\x11\0"s) +
-                      segment('\xDA', "\x01\x01\0\0\x3F\0"s);
-  std::minstd_rand random(seed);
-  while (bytes.size() < size) bytes += static_cast<char>(random() % 255);
-  return bytes + "\xFF\xD9";
+  const std::string head = "\xFF\xD8"s + segment('\xE1', exif) +
+                           segment('\xC0', "\x08\x0B\xB8\x0F\xA0\x01\x01\x11\0"s) +
+                           segment('\xDA', "\x01\x01\0\0\x3F\0"s);
+  return head + noise(size - head.size(), seed) + "\xFF\xD9";
 }
+
+// A HEIC file as phones make it: a grid of tiles, a thumbnail and an Exif item.
+std::string heic(std::size_t size, unsigned seed) {
+  constexpr std::uint32_t grid = 1, thumbnail = 2, exif = 3, firstTile = 4, tiles = 48;
+  test::HeifShape shape;
+  shape.items = {{.id = grid, .type = "grid", .data = "\0\0\5\7\x0F\xC0\x0B\xD0"s},
+                 {.id = thumbnail, .type = "hvc1", .data = noise(10000, seed)},
+                 {.id = exif, .type = "Exif", .data = test::exifItem(), .isHidden = true, .isImage = false}};
+  shape.references = {{"thmb", thumbnail, {grid}}, {"cdsc", exif, {grid}}, {"dimg", grid, {}}};
+  for (std::uint32_t id = firstTile; id < firstTile + tiles; ++id) {
+    shape.references.back().to.push_back(id);
+    shape.items.push_back(
+        {.id = id, .type = "hvc1", .data = noise(size / tiles, seed + id), .isHidden = true});
+  }
+  return test::makeHeif(shape);
+}
+
+// Which photos there are: as many, between these sizes.
+struct Kind {
+  std::string (*make)(std::size_t size, unsigned seed);
+  const char* extension;
+  unsigned count;
+  std::size_t smallest, largest;
+};
 
 // Photos in a folder of their own, gone with the program.
 class Photos {
  public:
-  Photos(std::size_t smallest, std::size_t largest) {
+  explicit Photos(const Kind& kind) {
     std::string name = (std::filesystem::temp_directory_path() / "tollbrook-benchmark-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     root_ = name;
-    for (int i = 0; i < photos; ++i) {
-      const std::size_t size = smallest + (largest - smallest) * static_cast<unsigned>(i) / photos;
-      files_.push_back(root_ / fmt::format("IMG_{:04}.jpg", i));
-      std::ofstream(files_.back(), std::ios::binary) << photo(size, static_cast<unsigned>(i + 1));
+    for (unsigned i = 0; i < kind.count; ++i) {
+      const std::size_t size = kind.smallest + (kind.largest - kind.smallest) * i / kind.count;
+      files_.push_back(root_ / fmt::format("IMG_{:04}.{}", i, kind.extension));
+      std::ofstream(files_.back(), std::ios::binary) << kind.make(size, i + 1);
     }
     sync();
   }
@@ -70,9 +99,12 @@ class Photos {
   std::vector<std::filesystem::path> files_;
 };
 
+constexpr std::array kinds{Kind{jpeg, "jpg", 300, 3000000, 4000000}, Kind{jpeg, "jpg", 300, 50000, 50000},
+                           Kind{heic, "heic", 100, 3000000, 4000000}};
+
 const std::vector<std::filesystem::path>& filesOf(std::int64_t kind) {
-  static const Photos large(3000000, 4000000), small(50000, 50000);
-  return (kind == 0 ? large : small).files();
+  static std::map<std::int64_t, Photos> made;
+  return made.try_emplace(kind, kinds.at(static_cast<std::size_t>(kind))).first->second.files();
 }
 
 // Other values with every round, so that there is always something to write.
@@ -98,8 +130,8 @@ void copyOver(const std::filesystem::path& file) {
   }
 }
 
-void report(benchmark::State& state, std::int64_t failures) {
-  state.SetItemsProcessed(state.iterations() * photos);
+void report(benchmark::State& state, std::size_t files, std::int64_t failures) {
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(files));
   if (failures != 0) state.SkipWithError("some files were not written");
 }
 
@@ -108,7 +140,7 @@ void Copy(benchmark::State& state) {
   for (auto _ : state) {
     for (const auto& file : files) copyOver(file);
   }
-  report(state, 0);
+  report(state, files.size(), 0);
 }
 
 // With what the built-in writer does besides: the new name is on disk before the next file is begun.
@@ -120,7 +152,7 @@ void CopyAndForceFolder(benchmark::State& state) {
       if (Files::syncFolder(file.parent_path())) throw std::runtime_error("cannot force the folder");
     }
   }
-  report(state, 0);
+  report(state, files.size(), 0);
 }
 
 void BuiltIn(benchmark::State& state) {
@@ -133,7 +165,7 @@ void BuiltIn(benchmark::State& state) {
       failures += MetadataWriter::writeWithImageIO(file, data, fmt::format("caption {:06}", round)) ? 0 : 1;
     }
   }
-  report(state, failures);
+  report(state, files.size(), failures);
 }
 
 void ExifToolSession(benchmark::State& state) {
@@ -148,15 +180,15 @@ void ExifToolSession(benchmark::State& state) {
       failures += session->write(file, data, fmt::format("caption {:06}", round)) ? 0 : 1;
     }
   }
-  report(state, failures);
+  report(state, files.size(), failures);
   session->close();
 }
 
-// 0: 300 photos of 3 to 4 MB; 1: 300 of 50 KB.
-BENCHMARK(Copy)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(CopyAndForceFolder)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BuiltIn)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(ExifToolSession)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+// By their place among the kinds.
+BENCHMARK(Copy)->DenseRange(0, 2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CopyAndForceFolder)->DenseRange(0, 2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BuiltIn)->DenseRange(0, 2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ExifToolSession)->DenseRange(0, 2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 }  // namespace tollbrook
