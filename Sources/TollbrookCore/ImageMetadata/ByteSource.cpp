@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
@@ -17,7 +18,7 @@ namespace tollbrook::ImageMetadata {
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
-constexpr std::size_t windowSize = std::size_t{16} << 10;
+constexpr std::uint64_t windowSize = std::uint64_t{64} << 10;
 
 }  // namespace
 
@@ -57,14 +58,13 @@ FileSource::FileSource(int descriptor) : descriptor_(descriptor) {
 
 void FileSource::readInside(std::uint64_t offset, char* bytes, std::size_t length) const {
   if (length >= windowSize) return readFromFile(offset, bytes, length);
-  const bool isInWindow = offset >= windowOffset_ && offset - windowOffset_ <= window_.size() &&
-                          length <= window_.size() - (offset - windowOffset_);
-  if (!isInWindow) {
-    window_.resize(std::min<std::uint64_t>(windowSize, size() - offset));
-    windowOffset_ = offset;
-    readFromFile(offset, window_.data(), window_.size());
+  if (!windows_[0].holds(offset, length)) std::swap(windows_[0], windows_[1]);
+  if (!windows_[0].holds(offset, length)) {
+    Window window{.offset = offset, .bytes = std::string(std::min(windowSize, size() - offset), '\0')};
+    readFromFile(offset, window.bytes.data(), window.bytes.size());
+    windows_[0] = std::move(window);
   }
-  std::memcpy(bytes, window_.data() + (offset - windowOffset_), length);
+  std::memcpy(bytes, windows_[0].bytes.data() + (offset - windows_[0].offset), length);
 }
 
 void FileSource::readFromFile(std::uint64_t offset, char* bytes, std::size_t length) const {

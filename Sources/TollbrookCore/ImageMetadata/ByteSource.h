@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -60,10 +61,20 @@ class FileSource final : public ByteSource {
   void copyInside(int descriptor, std::uint64_t offset, std::uint64_t length) const override;
   void readFromFile(std::uint64_t offset, char* bytes, std::size_t length) const;
 
+  /// A part of the file that was read before.
+  struct Window {
+    std::uint64_t offset = 0;
+    std::string bytes;
+
+    bool holds(std::uint64_t wanted, std::size_t length) const {
+      return wanted >= offset && wanted - offset <= bytes.size() &&
+             length <= bytes.size() - (wanted - offset);
+    }
+  };
+
   int descriptor_ = -1;
-  /// The part of the file that was read last: structures are read in many small steps.
-  mutable std::string window_;
-  mutable std::uint64_t windowOffset_ = 0;
+  /// Structures are read in many small steps, at both ends of a file; the one used last comes first.
+  mutable std::array<Window, 2> windows_;
 };
 
 /// Bytes in memory, which stay there longer.

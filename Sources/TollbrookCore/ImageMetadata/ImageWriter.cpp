@@ -34,7 +34,8 @@ constexpr std::array containers{
 
 /// A random UUID (RFC 4122, version 4) in capitals.
 std::string randomUuid() {
-  std::random_device random;
+  // Opening one costs far more than drawing from it.
+  thread_local std::random_device random;
   const auto a = random(), b = random(), c = random(), d = random();
   return fmt::format("{:08X}-{:04X}-4{:03X}-{:04X}-{:04X}{:08X}", a, b >> 16, b & 0xFFF,
                      (c >> 16 & 0x3FFF) | 0x8000, c & 0xFFFF, d);

@@ -8,6 +8,11 @@
 #include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::ImageMetadata {
+namespace {
+
+constexpr std::size_t mostGathered = std::size_t{64} << 10;
+
+}  // namespace
 
 OutputPlan OutputPlan::copyOf(const ByteSource& source) {
   OutputPlan plan(source);
@@ -96,11 +101,25 @@ void OutputPlan::readInside(std::uint64_t offset, char* bytes, std::size_t lengt
 }
 
 void OutputPlan::copyInside(int descriptor, std::uint64_t offset, std::uint64_t length) const {
+  // Small parts are written together.
+  constexpr std::uint64_t smallPart = 4096;
+  std::string gathered;
+  const auto writeGathered = [&] {
+    if (const auto error = Files::writeAll(descriptor, gathered)) throw std::system_error(error);
+    gathered.clear();
+  };
   forEachPart(offset, length, [&](const Extent& extent, std::uint64_t skipped, std::uint64_t count) {
-    if (!extent.isNew()) return source_->copyTo(descriptor, extent.sourceOffset + skipped, count);
-    const auto error = Files::writeAll(descriptor, {extent.bytes.data() + skipped, count});
-    if (error) throw std::system_error(error);
+    if (extent.isNew()) {
+      gathered.append(extent.bytes, skipped, count);
+    } else if (count < smallPart) {
+      gathered += source_->read(extent.sourceOffset + skipped, count);
+    } else {
+      writeGathered();
+      source_->copyTo(descriptor, extent.sourceOffset + skipped, count);
+    }
+    if (gathered.size() >= mostGathered) writeGathered();
   });
+  writeGathered();
 }
 
 bool OutputPlan::holds(std::uint64_t offset, std::uint64_t sourceOffset, std::uint64_t length) const {
