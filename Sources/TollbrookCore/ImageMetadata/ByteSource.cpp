@@ -22,6 +22,10 @@ constexpr std::uint64_t windowSize = std::uint64_t{64} << 10;
 
 }  // namespace
 
+void requireSame(bool isSame) {
+  if (!isSame) throw Refused("something would change that is not to change");
+}
+
 std::string ByteSource::read(std::uint64_t offset, std::uint64_t length) const {
   if (!contains(offset, length)) throw Refused("something lies past the end");
   std::string bytes(length, '\0');

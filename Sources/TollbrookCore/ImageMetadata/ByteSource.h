@@ -16,6 +16,19 @@ class Refused : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// For what reads a new file and compares it with the old one: Refused when something else than the target
+/// tags differs.
+void requireSame(bool isSame);
+
+/// Of numbers. In all formats but TIFF it is big.
+enum class ByteOrder { little, big };
+
+/// The unsigned number in `width` (at most 8) bytes of `bytes` from `offset`; Refused when they end before.
+std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t width,
+                       ByteOrder order = ByteOrder::big);
+/// The low `width` bytes of `value`.
+std::string numberBytes(std::uint64_t value, std::size_t width, ByteOrder order = ByteOrder::big);
+
 /// Bytes at offsets, none of which is trusted. One thread at a time.
 class ByteSource {
  public:
@@ -29,6 +42,10 @@ class ByteSource {
   }
   /// These bytes; Refused when they do not all lie inside, std::system_error when they cannot be read.
   std::string read(std::uint64_t offset, std::uint64_t length) const;
+  /// The unsigned number in `width` (at most 8) of these bytes; throws as read does.
+  std::uint64_t number(std::uint64_t offset, std::size_t width, ByteOrder order = ByteOrder::big) const {
+    return numberAt(read(offset, width), 0, width, order);
+  }
   /// As many of these bytes as there are.
   std::string readUpTo(std::uint64_t offset, std::uint64_t length) const;
   /// Writes these bytes to the open file `descriptor`, at its position, in pieces. Throws as read does, and
@@ -91,15 +108,6 @@ class MemorySource final : public ByteSource {
 /// Whether two ranges of the same length hold the same bytes; compared in pieces. Throws as read does.
 bool sameBytes(const ByteSource& a, std::uint64_t offsetInA, const ByteSource& b, std::uint64_t offsetInB,
                std::uint64_t length);
-
-enum class ByteOrder { little, big };
-
-/// The unsigned number in `width` (at most 8) bytes of `bytes` from `offset`; Refused when they end before.
-/// In all formats but TIFF the order is big.
-std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t width,
-                       ByteOrder order = ByteOrder::big);
-/// The low `width` bytes of `value`.
-std::string numberBytes(std::uint64_t value, std::size_t width, ByteOrder order = ByteOrder::big);
 
 /// a + b; Refused when that is no 64-bit number.
 std::uint64_t sum(std::uint64_t a, std::uint64_t b);

@@ -158,6 +158,13 @@ bool Meta::has(std::string_view child) const {
                      [&](const Child& candidate) { return candidate.type == child; });
 }
 
+std::set<std::uint32_t> Meta::entities() const {
+  std::set<std::uint32_t> entities;
+  for (const Item& item : items.items) entities.insert(item.id);
+  for (const EntityGroup& group : groups) entities.insert(group.id);
+  return entities;
+}
+
 File File::read(const ByteSource& file) {
   File result{.boxes = boxesOf(file), .metaBox = 0, .trailer = 0, .meta = {}};
   if (result.boxes.empty() || result.boxes.front().type != "ftyp") throw Refused("the file has no type");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,8 @@ struct Meta {
   /// The data that items may have inside the meta box; empty when there is none.
   std::string_view itemData() const;
   bool has(std::string_view child) const;
+  /// What can have properties or be in a group: the items and the groups.
+  std::set<std::uint32_t> entities() const;
 };
 
 /// A part of a file.
@@ -57,7 +60,8 @@ struct File {
   bool hasMovie() const;
 };
 
-/// Where in the file the data of an item lies that counts from the beginning of the file.
+/// Where in the file the data of an item lies that counts from the beginning of the file; none for other
+/// items.
 std::vector<Range> rangesInFile(const LocationTable::Location& location);
 
 /// The data of an item; Refused when it is longer than `limit`.

@@ -81,9 +81,7 @@ std::set<ItemId> imagesAmong(const Meta& meta) {
 }
 
 void removeMembers(Meta& meta) {
-  std::set<std::uint32_t> entities;
-  for (const Item& item : meta.items.items) entities.insert(item.id);
-  for (const EntityGroup& group : meta.groups) entities.insert(group.id);
+  const std::set<std::uint32_t> entities = meta.entities();
   std::set<std::uint32_t> gone;
   std::erase_if(meta.groups, [&](EntityGroup& group) {
     const auto lost =

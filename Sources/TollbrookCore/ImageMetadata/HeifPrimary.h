@@ -16,7 +16,8 @@ std::set<ItemId> itemsOfOtherImages(const Meta& meta);
 /// Takes these items out of all tables, and out of the groups every member that is no item.
 void removeItems(Meta& meta, const std::set<ItemId>& items);
 
-/// The content of a file type box without the brands that promise tracks.
+/// The content of a file type box without the brands that promise tracks; Refused when it ends within a
+/// brand.
 std::string withoutSequenceBrands(std::string_view fileType);
 
 }  // namespace tollbrook::ImageMetadata::Heif

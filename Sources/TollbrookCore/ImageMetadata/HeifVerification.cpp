@@ -11,10 +11,6 @@
 namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
-void require(bool isSame) {
-  if (!isSame) throw Refused("the new file would not be the old one with other metadata");
-}
-
 /// Two files side by side.
 struct Comparison {
   const File& old;
@@ -39,13 +35,13 @@ Locations locationsOf(const Meta& meta) {
 
 void compareExtents(const Comparison& files, const LocationTable::Location& a,
                     const LocationTable::Location& b) {
-  require(a.method == b.method && a.extents.size() == b.extents.size());
+  requireSame(a.method == b.method && a.extents.size() == b.extents.size());
   for (std::size_t i = 0; i < a.extents.size(); ++i) {
-    require(a.extents[i].index == b.extents[i].index && a.extents[i].length == b.extents[i].length);
+    requireSame(a.extents[i].index == b.extents[i].index && a.extents[i].length == b.extents[i].length);
     if (a.method == LocationTable::fromItemData) {
-      require(a.base + a.extents[i].offset == b.base + b.extents[i].offset);
+      requireSame(a.base + a.extents[i].offset == b.base + b.extents[i].offset);
     } else {
-      require(
+      requireSame(
           files.after.holds(b.base + b.extents[i].offset, a.base + a.extents[i].offset, a.extents[i].length));
     }
   }
@@ -58,15 +54,15 @@ void compareData(const Comparison& files) {
     const auto payload = files.payloads.find(item);
     if (payload != files.payloads.end()) {
       const std::string& bytes = payload->second->bytes;
-      require(itemBytes(files.after, files.now.meta, *location, bytes.size()) == bytes);
+      requireSame(itemBytes(files.after, files.now.meta, *location, bytes.size()) == bytes);
     } else {
       const auto before = old.find(item);
-      require(before != old.end());
+      requireSame(before != old.end());
       compareExtents(files, *before->second, *location);
     }
   }
-  for (const auto& [item, location] : old) require(files.removed.contains(item) || now.contains(item));
-  for (const auto& [item, payload] : files.payloads) require(now.contains(item));
+  for (const auto& [item, location] : old) requireSame(files.removed.contains(item) || now.contains(item));
+  for (const auto& [item, payload] : files.payloads) requireSame(now.contains(item));
 }
 
 void compareItems(const Comparison& files) {
@@ -80,11 +76,11 @@ void compareItems(const Comparison& files) {
       ++added;
     } else {
       const auto before = old.find(item.id);
-      require(before != old.end() && before->second == item.whole);
+      requireSame(before != old.end() && before->second == item.whole);
     }
   }
-  require(files.now.meta.items.items.size() == old.size() + added);
-  require(files.now.meta.primary == files.old.meta.primary);
+  requireSame(files.now.meta.items.items.size() == old.size() + added);
+  requireSame(files.now.meta.primary == files.old.meta.primary);
 }
 
 using References = std::vector<std::tuple<std::string, ItemId, ItemId>>;
@@ -107,15 +103,7 @@ void compareReferences(const Comparison& files) {
     return reference == std::tuple("cdsc", std::get<1>(reference), files.old.meta.primary) &&
            files.isAdded(std::get<1>(reference));
   });
-  require(now == referencesOf(files.old.meta, files.removed));
-}
-
-/// What can have properties or be in a group.
-std::set<std::uint32_t> entitiesOf(const Meta& meta) {
-  std::set<std::uint32_t> entities;
-  for (const Item& item : meta.items.items) entities.insert(item.id);
-  for (const EntityGroup& group : meta.groups) entities.insert(group.id);
-  return entities;
+  requireSame(now == referencesOf(files.old.meta, files.removed));
 }
 
 std::map<std::uint32_t, std::vector<std::uint32_t>> propertiesOf(const Meta& meta,
@@ -136,10 +124,10 @@ void compareGroups(const Comparison& files, const std::set<std::uint32_t>& entit
   for (const EntityGroup& group : files.old.meta.groups) old[group.id] = group;
   for (const EntityGroup& group : files.now.meta.groups) {
     const auto before = old.find(group.id);
-    require(before != old.end());
+    requireSame(before != old.end());
     if (before->second.whole() == group.whole()) continue;
     std::erase_if(before->second.entities, [&](std::uint32_t entity) { return !entities.contains(entity); });
-    require(before->second.whole() == group.whole());
+    requireSame(before->second.whole() == group.whole());
   }
 }
 
@@ -167,10 +155,10 @@ std::vector<const FileBox*> otherBoxes(const File& file) {
 void compareBoxes(const Comparison& files) {
   const auto old = otherBoxes(files.old);
   const auto now = otherBoxes(files.now);
-  require(old.size() == now.size());
+  requireSame(old.size() == now.size());
   for (std::size_t i = 0; i < old.size(); ++i) {
-    require(old[i]->type == now[i]->type && old[i]->size == now[i]->size &&
-            files.after.holds(now[i]->offset, old[i]->offset, old[i]->size));
+    requireSame(old[i]->type == now[i]->type && old[i]->size == now[i]->size &&
+                files.after.holds(now[i]->offset, old[i]->offset, old[i]->size));
   }
 }
 
@@ -179,18 +167,18 @@ void compareBoxes(const Comparison& files) {
 void requireOnlyMetadataChanged(const File& old, const OutputPlan& after,
                                 const std::vector<Payload>& payloads, const std::set<ItemId>& removed) {
   const File now = File::read(after);
-  require(!now.hasMovie() && itemsOfOtherImages(now.meta).empty());
+  requireSame(!now.hasMovie() && itemsOfOtherImages(now.meta).empty());
   std::map<ItemId, const Payload*> byItem;
   for (const Payload& payload : payloads) byItem[payload.item] = &payload;
   const Comparison files{old, after, now, byItem, removed};
   compareItems(files);
   compareData(files);
   compareReferences(files);
-  const auto entities = entitiesOf(now.meta);
-  require(propertiesOf(old.meta, entities) == propertiesOf(now.meta, entities));
+  const auto entities = now.meta.entities();
+  requireSame(propertiesOf(old.meta, entities) == propertiesOf(now.meta, entities));
   compareGroups(files, entities);
-  require(otherChildren(old.meta.children) == otherChildren(now.meta.children));
-  require(otherChildren(old.meta.propertyBoxes) == otherChildren(now.meta.propertyBoxes));
+  requireSame(otherChildren(old.meta.children) == otherChildren(now.meta.children));
+  requireSame(otherChildren(old.meta.propertyBoxes) == otherChildren(now.meta.propertyBoxes));
   compareBoxes(files);
 }
 

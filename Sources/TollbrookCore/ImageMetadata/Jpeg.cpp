@@ -245,27 +245,24 @@ void Editor::followMultiPicture() {
 
 // Reads the new file as any reader would.
 void Editor::verify(const OutputPlan& plan) const {
-  const auto require = [](bool isSame) {
-    if (!isSame) throw Refused("something would change that is not to change");
-  };
   const Layout now = readLayout(plan);
   std::uint64_t at = startOfImageSize;
   auto next = now.segments.begin();
   const auto passSegments = [&](std::uint64_t length) {
     const std::uint64_t end = at + length;
     for (; next != now.segments.end() && at < end; ++next) at += next->length;
-    require(at == end);
+    requireSame(at == end);
   };
   const auto requireNew = [&](const std::string& bytes) {
-    require(plan.readUpTo(at, bytes.size()) == bytes);
+    requireSame(plan.readUpTo(at, bytes.size()) == bytes);
     passSegments(bytes.size());
   };
   forEachPart(requireNew, [&](const Segment& old) {
-    require(plan.holds(at, old.offset, old.length));
+    requireSame(plan.holds(at, old.offset, old.length));
     passSegments(old.length);
   });
   const std::uint64_t rest = file_.size() - layout_.scans;
-  require(at == now.scans && plan.size() - at == rest && plan.holds(at, layout_.scans, rest));
+  requireSame(at == now.scans && plan.size() - at == rest && plan.holds(at, layout_.scans, rest));
 }
 
 }  // namespace

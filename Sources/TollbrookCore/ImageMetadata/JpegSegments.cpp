@@ -15,10 +15,6 @@ bool isFrame(std::uint8_t marker) {
 
 bool isRestart(std::uint8_t marker) { return marker >= 0xD0 && marker <= 0xD7; }
 
-std::uint64_t numberIn(const ByteSource& file, std::uint64_t offset, std::size_t width) {
-  return numberAt(file.read(offset, width), 0, width);
-}
-
 /// Reads forward, a piece at a time.
 class Scanner {
  public:
@@ -35,7 +31,7 @@ class Scanner {
   }
 
   void skipSegment() {
-    const std::uint64_t length = numberIn(file_, at_, 2);
+    const std::uint64_t length = file_.number(at_, 2);
     if (length < 2 || !file_.contains(at_, length)) throw Refused("a segment runs past the end");
     at_ += length;
   }
@@ -87,16 +83,16 @@ void requireEnd(const ByteSource& file, std::uint64_t scans) {
 /// The segment at `offset`; for the start of a scan only its marker and place.
 Segment readSegment(const ByteSource& file, std::uint64_t offset) {
   constexpr std::uint64_t longestHeader = extendedXmpHeader.size();
-  if (numberIn(file, offset, 1) != 0xFF) throw Refused("there is no marker where a segment must begin");
+  if (file.number(offset, 1) != 0xFF) throw Refused("there is no marker where a segment must begin");
   std::uint64_t at = offset + 1;
   std::uint64_t marker = 0xFF;
-  while (marker == 0xFF) marker = numberIn(file, at++, 1);  // fill bytes may precede a marker
+  while (marker == 0xFF) marker = file.number(at++, 1);  // fill bytes may precede a marker
   Segment segment{.marker = static_cast<std::uint8_t>(marker), .offset = offset};
   if (segment.marker == startOfScan) return segment;
   if (marker == 0 || marker == 1 || isRestart(segment.marker) || marker == 0xD8 || marker == endOfImage) {
     throw Refused("a marker is in the wrong place");
   }
-  const std::uint64_t length = numberIn(file, at, 2);
+  const std::uint64_t length = file.number(at, 2);
   if (length < 2 || !file.contains(at, length)) throw Refused("a segment runs past the end");
   segment.length = at + length - offset;
   segment.payloadOffset = at + 2;
@@ -118,8 +114,8 @@ Layout readLayout(const ByteSource& file) {
     if (layout.segments.size() == mostSegments) throw Refused("there are too many segments");
     if (isFrame(segment.marker)) {
       hasFrame = true;
-      layout.height = static_cast<std::uint32_t>(numberIn(file, segment.payloadOffset + 1, 2));
-      layout.width = static_cast<std::uint32_t>(numberIn(file, segment.payloadOffset + 3, 2));
+      layout.height = static_cast<std::uint32_t>(file.number(segment.payloadOffset + 1, 2));
+      layout.width = static_cast<std::uint32_t>(file.number(segment.payloadOffset + 3, 2));
     }
     offset += segment.length;
     layout.segments.push_back(std::move(segment));

@@ -15,13 +15,9 @@
 namespace tollbrook::ImageMetadata {
 namespace {
 
-void require(bool condition) {
-  if (!condition) throw Refused("something would change that is not to change");
-}
-
 std::string withoutProperties(std::string_view packet, const std::vector<XmpProperty>& properties) {
   const auto tree = XmpTree::parse(packet);
-  require(tree.has_value());
+  requireSame(tree.has_value());
   for (pugi::xml_node description : tree->descriptions()) {
     for (const auto& [space, name, value, isLanguageAlternative] : properties) {
       while (const auto attribute = attributeNamed(description, space, name)) {
@@ -70,17 +66,17 @@ std::vector<std::string> othersIn(const PhotoshopResources& resources) {
 
 void verifyXmp(std::string_view before, std::string_view after, const TargetTags& target) {
   const auto properties = xmpProperties(target);
-  require(withoutProperties(before, properties) == withoutProperties(after, properties));
+  requireSame(withoutProperties(before, properties) == withoutProperties(after, properties));
 }
 
 void verifyIptc(std::string_view before, std::string_view after, std::string_view caption) {
   auto old = parseDatasets(before), now = parseDatasets(after);
-  require(charactersOf(now) == IptcCharacters::utf8);
+  requireSame(charactersOf(now) == IptcCharacters::utf8);
   const auto captions = std::count_if(now.begin(), now.end(), [&](const IptcDataset& one) {
-    require(!one.isCaption() || one.value == caption);
+    requireSame(!one.isCaption() || one.value == caption);
     return one.isCaption();
   });
-  require(captions == 1);
+  requireSame(captions == 1);
   // A new record has a version besides.
   const bool isNew = old.empty();
   const auto isFree = [&](const IptcDataset& one) {
@@ -89,7 +85,7 @@ void verifyIptc(std::string_view before, std::string_view after, std::string_vie
   const bool wasLatin1 = charactersOf(old) == IptcCharacters::latin1;
   std::erase_if(old, isFree);
   std::erase_if(now, isFree);
-  require(
+  requireSame(
       std::equal(old.begin(), old.end(), now.begin(), now.end(),
                  [&](const IptcDataset& a, const IptcDataset& b) { return saysTheSame(a, b, wasLatin1); }));
 }
@@ -97,12 +93,12 @@ void verifyIptc(std::string_view before, std::string_view after, std::string_vie
 void verifyResources(std::string_view before, std::string_view after,
                      std::optional<std::string_view> caption) {
   const auto old = PhotoshopResources::parse(before), now = PhotoshopResources::parse(after);
-  require(othersIn(old) == othersIn(now));
+  requireSame(othersIn(old) == othersIn(now));
   auto oldIptc = iptcIn(old);
   const auto nowIptc = iptcIn(now);
-  if (!caption) return require(oldIptc == nowIptc);
+  if (!caption) return requireSame(oldIptc == nowIptc);
   if (oldIptc.empty()) oldIptc.resize(1);
-  require(oldIptc.size() == nowIptc.size());
+  requireSame(oldIptc.size() == nowIptc.size());
   for (std::size_t i = 0; i < nowIptc.size(); ++i) verifyIptc(oldIptc[i], nowIptc[i], *caption);
 }
 

@@ -42,7 +42,8 @@ class Editor {
       if (hasExif_) throw Refused("there are two EXIF chunks");
       hasExif_ = true;
       const std::string content = contentOf(file_, chunks_[i]);
-      change(i, "eXIf", content, updatedExif(content));
+      const std::string updated = updatedExif(content);
+      if (updated != content) changed_[i] = chunk("eXIf", updated);
     }
   }
 
@@ -132,10 +133,6 @@ class Editor {
     inserted_.push_back(chunk(text.type, text.content()));
   }
 
-  void change(std::size_t index, std::string_view type, std::string_view before, const std::string& content) {
-    if (content != before) changed_[index] = chunk(type, content);
-  }
-
   OutputPlan assembled() const {
     OutputPlan plan(file_);
     plan.copy(0, chunks_.front().offset);
@@ -158,28 +155,25 @@ class Editor {
   void verify(const OutputPlan& plan) const {
     const std::vector<Chunk> now = chunksOf(plan);
     auto next = now.begin();
-    const auto require = [](bool isSame) {
-      if (!isSame) throw Refused("the new file would not be the old one with other metadata");
-    };
     const auto requireNew = [&](const std::string& bytes) {
-      require(next != now.end() && next->size == bytes.size() &&
-              plan.read(next->offset, next->size) == bytes);
+      requireSame(next != now.end() && next->size == bytes.size() &&
+                  plan.read(next->offset, next->size) == bytes);
       ++next;
     };
     for (std::size_t i = 0; i < chunks_.size(); ++i) {
       if (chunks_[i].type == "IDAT") std::for_each(inserted_.begin(), inserted_.end(), requireNew);
       const auto change = changed_.find(i);
       if (change == changed_.end()) {
-        require(next != now.end() && next->size == chunks_[i].size &&
-                plan.holds(next->offset, chunks_[i].offset, next->size));
+        requireSame(next != now.end() && next->size == chunks_[i].size &&
+                    plan.holds(next->offset, chunks_[i].offset, next->size));
         ++next;
       } else if (!change->second.empty()) {
         requireNew(change->second);
       }
     }
     const std::uint64_t trailer = file_.size() - chunks_.back().end();
-    require(next == now.end() && plan.size() - now.back().end() == trailer &&
-            plan.holds(now.back().end(), chunks_.back().end(), trailer));
+    requireSame(next == now.end() && plan.size() - now.back().end() == trailer &&
+                plan.holds(now.back().end(), chunks_.back().end(), trailer));
   }
 
   const ByteSource& file_;

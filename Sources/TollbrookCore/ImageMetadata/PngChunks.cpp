@@ -29,7 +29,7 @@ void requireChecksum(const ByteSource& file, const Chunk& chunk) {
     sum = checksum(sum, piece);
     offset += piece.size();
   }
-  if (numberAt(file.read(end, 4), 0, 4) != sum) throw Refused("a checksum is wrong");
+  if (file.number(end, 4) != sum) throw Refused("a checksum is wrong");
 }
 
 bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }

@@ -16,6 +16,7 @@ struct Text {
   std::string translatedKeyword;
   std::string text;
 
+  /// The content of the chunk; Refused when it cannot be compressed.
   std::string content() const;
 };
 
@@ -32,6 +33,7 @@ struct RawProfile {
   std::string name;
   std::string bytes;
 
+  /// None when that is not what the text is.
   static std::optional<RawProfile> parse(std::string_view text);
   std::string text() const;
 };

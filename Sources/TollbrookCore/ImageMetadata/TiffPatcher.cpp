@@ -19,6 +19,11 @@ struct Planned {
   std::uint64_t newOffset = 0;  ///< of a rebuilt one
 
   bool exists() const { return old != nullptr || !fields.empty(); }
+  bool isNew() const { return old == nullptr && exists(); }
+  bool sets(std::uint16_t tag) const {
+    return std::any_of(fields.begin(), fields.end(),
+                       [&](const TiffField& field) { return field.tag == tag; });
+  }
 };
 
 class Patcher {
@@ -83,8 +88,7 @@ std::vector<TiffField> inOrderOfPlacing(std::vector<TiffField> fields) {
 
 Patcher::Patcher(const TiffReader& reader, const TiffEdits& edits)
     : reader_(reader), occupancy_(reader), keepsFirstPageOnly_(edits.keepsFirstPageOnly) {
-  const bool isFirstEmpty = reader.first().entries.empty();
-  first_ = planned(&reader.first(), edits.first, isFirstEmpty ? edits.newFirst : std::vector<TiffField>{});
+  first_ = planned(&reader.first(), edits.first, edits.newFirst);
   exif_ = planned(reader.exif(), edits.exif, edits.newExif);
   gps_ = planned(reader.gps(), edits.gps, edits.newGps);
   raiseVersions();
@@ -92,8 +96,7 @@ Patcher::Patcher(const TiffReader& reader, const TiffEdits& edits)
     requireSound(*directory);
     directory->isRebuilt = needsRebuilding(*directory);
   }
-  const auto isNew = [](const Planned& directory) { return directory.old == nullptr && directory.exists(); };
-  if (isNew(exif_) || isNew(gps_)) first_.isRebuilt = true;
+  if (exif_.isNew() || gps_.isNew()) first_.isRebuilt = true;
 }
 
 Planned Patcher::planned(const TiffDirectory* old, const std::vector<TiffField>& fields,
@@ -127,8 +130,7 @@ const TiffEntry* lowerVersion(const Planned& directory, std::uint16_t tag, std::
 
 // The offsets of the dates came with Exif 2.31, a position must have version 2 at least.
 void Patcher::raiseVersions() {
-  const auto isOffset = [](const TiffField& field) { return field.tag == TiffTag::offsetTimeOriginal; };
-  if (std::any_of(exif_.fields.begin(), exif_.fields.end(), isOffset)) {
+  if (exif_.sets(TiffTag::offsetTimeOriginal)) {
     if (const TiffEntry* const version = lowerVersion(exif_, TiffTag::exifVersion, "0231")) {
       exif_.fields.push_back(TiffField::ofBytes(TiffTag::exifVersion, version->type, "0232"));
     }
@@ -236,18 +238,13 @@ void Patcher::put(std::uint64_t offset, const std::string& bytes) {
 
 void Patcher::reserveDirectory(Planned& directory) {
   if (!directory.isRebuilt) return;
-  std::vector<std::uint16_t> tags;
+  std::uint64_t count = directory.fields.size();
   if (directory.old != nullptr) {
-    for (const TiffEntry& entry : directory.old->entries) tags.push_back(entry.tag);
+    for (const TiffEntry& entry : directory.old->entries) count += directory.sets(entry.tag) ? 0U : 1U;
   }
-  std::erase_if(tags, [&](std::uint16_t tag) {
-    return std::any_of(directory.fields.begin(), directory.fields.end(),
-                       [&](const TiffField& field) { return field.tag == tag; });
-  });
-  std::uint64_t count = tags.size() + directory.fields.size();
   if (&directory == &first_) {
     for (const Planned* const child : {&exif_, &gps_}) {
-      if (child->old == nullptr && child->exists()) ++count;
+      if (child->isNew()) ++count;
     }
   }
   const std::uint64_t countWidth = reader_.isBig() ? 8 : 2, entryWidth = reader_.isBig() ? 20 : 12;
@@ -299,6 +296,7 @@ void Patcher::placeFields(const Planned& directory, std::map<std::uint16_t, std:
     const std::string value = encoded(field);
     const Place place = placeOf(old, field);
     std::string content = value;
+    if (place == Place::asItIs && !directory.isRebuilt) continue;
     if (place == Place::appended) {
       content = number(append(value), reader_.offsetWidth());
     } else if (place != Place::inEntry && old != nullptr) {
@@ -307,7 +305,6 @@ void Patcher::placeFields(const Planned& directory, std::map<std::uint16_t, std:
     if (place == Place::overOld && old != nullptr) {
       put(old->value->offset, value + std::string(old->value->length - value.size(), '\0'));
     }
-    if (place == Place::asItIs && !directory.isRebuilt) continue;
     newEntries[field.tag] = entryBytes(field.tag, field.type, countOf(field), std::move(content));
   }
 }

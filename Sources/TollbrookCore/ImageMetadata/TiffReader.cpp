@@ -55,7 +55,7 @@ const TiffEntry* TiffDirectory::find(std::uint16_t tag) const {
 
 TiffReader::TiffReader(const ByteSource& block) : block_(&block) {
   readHeader();
-  const std::uint64_t offset = numberIn(block.read(firstPointer(), offsetWidth()), 0, offsetWidth());
+  const std::uint64_t offset = block.number(firstPointer(), offsetWidth(), order_);
   visit(offset);
   auto first = readDirectory(offset);
   if (!first) throw Refused("the first directory is damaged");
@@ -84,7 +84,7 @@ void TiffReader::visit(std::uint64_t offset) {
 std::optional<TiffDirectory> TiffReader::readDirectory(std::uint64_t offset) {
   const std::uint64_t countWidth = isBig_ ? 8 : 2, entryWidth = isBig_ ? 20 : 12;
   if (offset < headerSize() || !block_->contains(offset, countWidth)) return std::nullopt;
-  const std::uint64_t count = numberIn(block_->read(offset, countWidth), 0, countWidth);
+  const std::uint64_t count = block_->number(offset, countWidth, order_);
   if (count > std::numeric_limits<std::uint16_t>::max()) return std::nullopt;
   const std::uint64_t entries = offset + countWidth;
   if (!block_->contains(entries, count * entryWidth)) return std::nullopt;
@@ -100,7 +100,7 @@ std::optional<TiffDirectory> TiffReader::readDirectory(std::uint64_t offset) {
   }
   directory.hasNext = block_->contains(directory.area.end(), offsetWidth());
   if (directory.hasNext) {
-    directory.next = numberIn(block_->read(directory.area.end(), offsetWidth()), 0, offsetWidth());
+    directory.next = block_->number(directory.area.end(), offsetWidth(), order_);
     directory.area.length += offsetWidth();
   }
   return directory;
@@ -186,7 +186,7 @@ std::string TiffReader::value(const TiffEntry& entry, std::uint64_t limit) const
 std::uint64_t TiffReader::number(const TiffEntry& entry, std::uint64_t index) const {
   const auto width = sizeOf(entry.type);
   if (!entry.value || !width || index >= entry.count) throw Refused("a number is missing");
-  return numberIn(block_->read(entry.value->offset + index * *width, *width), 0, *width);
+  return block_->number(entry.value->offset + index * *width, *width, order_);
 }
 
 }  // namespace tollbrook::ImageMetadata

@@ -102,7 +102,7 @@ class TiffReader {
 
   /// The value of an entry; Refused when the block does not hold it or it is larger than `limit`.
   std::string value(const TiffEntry& entry, std::uint64_t limit) const;
-  /// One number of an integer entry.
+  /// One number of an integer entry; Refused when the block does not hold it.
   std::uint64_t number(const TiffEntry& entry, std::uint64_t index = 0) const;
   std::uint64_t numberIn(std::string_view bytes, std::size_t offset, std::size_t width) const {
     return numberAt(bytes, offset, width, order_);

@@ -8,10 +8,6 @@
 namespace tollbrook::ImageMetadata {
 namespace {
 
-void require(bool condition) {
-  if (!condition) throw Refused("something would change that is not to change");
-}
-
 /// The entries but for these tags, in order of their tags.
 std::vector<const TiffEntry*> entriesWithout(const TiffDirectory* directory,
                                              const std::vector<std::uint16_t>& tags) {
@@ -34,31 +30,32 @@ class Verifier {
                const std::vector<std::uint16_t>& targets) {
     const auto old = entriesWithout(before, targets);
     const auto now = entriesWithout(after, targets);
-    require(old.size() == now.size());
-    for (std::size_t i = 0; i < old.size(); ++i) require(areSame(*old[i], *now[i]));
+    requireSame(old.size() == now.size());
+    for (std::size_t i = 0; i < old.size(); ++i) requireSame(areSame(*old[i], *now[i]));
   }
 
   void requireFields(const TiffDirectory* directory, const std::vector<TiffField>& fields) const {
     for (const TiffField& field : fields) {
       const TiffEntry* const entry = directory == nullptr ? nullptr : directory->find(field.tag);
-      require(entry != nullptr && entry->type == field.type && holds(*entry, field));
+      requireSame(entry != nullptr && entry->type == field.type && holds(*entry, field));
     }
   }
 
   /// The directories that nothing was written into.
   void compareOthers(bool isChainCut) {
     // What pointed behind the end must not come to point into what was appended.
-    if (!isChainCut) require(TiffOccupancy(before_).missingPieces() == TiffOccupancy(after_).missingPieces());
+    if (!isChainCut)
+      requireSame(TiffOccupancy(before_).missingPieces() == TiffOccupancy(after_).missingPieces());
     const auto& old = before_.others();
     const auto& now = after_.others();
-    require(isChainCut ? now.size() <= old.size() : now.size() == old.size());
+    requireSame(isChainCut ? now.size() <= old.size() : now.size() == old.size());
     std::map<std::uint64_t, const TiffDirectory*> byOffset;
     for (const TiffDirectory& directory : old) byOffset.emplace(directory.area.offset, &directory);
     for (const TiffDirectory& directory : now) {
       const auto same = byOffset.find(directory.area.offset);
-      require(same != byOffset.end());
+      requireSame(same != byOffset.end());
       // A directory at the end that was cut before its last field must not take that from what was appended.
-      require(same->second->hasNext == directory.hasNext && same->second->next == directory.next);
+      requireSame(same->second->hasNext == directory.hasNext && same->second->next == directory.next);
       compare(same->second, &directory, {});
     }
   }
@@ -70,7 +67,7 @@ class Verifier {
     if (old.tag != now.tag || old.type != now.type || old.count != now.count) return false;
     if (!old.value || !now.value) return !old.value && !now.value && old.field == now.field;
     // Values share bytes in damaged files only, and would take any time to compare if all of them did.
-    require(old.value->length <= bytesLeft_);
+    requireSame(old.value->length <= bytesLeft_);
     bytesLeft_ -= old.value->length;
     return old.value->length == now.value->length &&
            sameBytes(before_.block(), old.value->offset, after_.block(), now.value->offset,
@@ -114,7 +111,7 @@ std::vector<std::uint16_t> tagsOfNew(const TiffDirectory* before, const std::vec
 }  // namespace
 
 void verifyTiff(const TiffReader& before, const TiffReader& after, const TiffEdits& edits) {
-  require(before.order() == after.order() && before.isBig() == after.isBig());
+  requireSame(before.order() == after.order() && before.isBig() == after.isBig());
   Verifier verifier(before, after);
   auto firstTags = tagsOfNew(&before.first(), edits.first, edits.newFirst);
   firstTags.insert(firstTags.end(), {TiffTag::exifIfd, TiffTag::gpsIfd});
@@ -128,7 +125,7 @@ void verifyTiff(const TiffReader& before, const TiffReader& after, const TiffEdi
   verifier.requireFields(&after.first(), edits.first);
   verifier.requireFields(after.exif(), edits.exif);
   verifier.requireFields(after.gps(), edits.gps);
-  require(after.first().next == (edits.keepsFirstPageOnly ? 0 : before.first().next));
+  requireSame(after.first().next == (edits.keepsFirstPageOnly ? 0 : before.first().next));
   verifier.compareOthers(edits.keepsFirstPageOnly);
 }
 

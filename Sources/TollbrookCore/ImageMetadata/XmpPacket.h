@@ -15,7 +15,7 @@ constexpr std::string_view xmpHeader{"http://ns.adobe.com/xap/1.0/\0", 29};
 
 /// The packet with those of its properties brought into line that mean the same as a target tag, so that no
 /// reader shows the old value. None when nothing is to change, and when the packet cannot be read: it then
-/// stays as it is.
+/// stays as it is. Refused when something else would change.
 std::optional<std::string> updatedXmp(std::string_view packet, const TargetTags& target);
 
 /// The same, and the caption is put in as dc:description when the packet has none.
