@@ -7,6 +7,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QStackedWidget>
+#include <QStyle>
 #include <QTableView>
 #include <algorithm>
 
@@ -136,21 +137,30 @@ void DetailList::restyle() {
   header->setMinimumSectionSize(Typography::scaled(leastColumnPoints));
   columnsFit_ = true;
   fitColumns();
+  int least = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+  for (int column = 0; column < rows_->columnCount(); ++column) least += delegate_->leastWidth(column);
+  table_->setMinimumWidth(least);
   table_->verticalHeader()->setMinimumSectionSize(delegate_->rowHeight());
   table_->verticalHeader()->setDefaultSectionSize(delegate_->rowHeight());
 }
 
-// Status and date have the width that they need, as far as it is there; file and sidecar share the rest.
+// Every column has what it needs to be of use; then the dates get room for their times, and file and sidecar
+// share the rest.
 void DetailList::fitColumns() {
   if (!columnsFit_) return;
-  const int status = delegate_->widthFor(PairTableModel::status);
-  const int rest = table_->viewport()->width() - status;
-  const int taken = std::min(delegate_->widthFor(PairTableModel::taken), rest * 2 / 5);
+  using Column = PairTableModel::Column;
+  const auto least = [this](Column column) { return delegate_->leastWidth(column); };
+  const int unfixed = table_->viewport()->width() - least(Column::status);
+  const int taken = std::clamp(unfixed - least(Column::file) - least(Column::sidecar), least(Column::taken),
+                               delegate_->takenWidth());
+  const int names = unfixed - taken;
+  const int sidecar =
+      std::max(least(Column::sidecar), std::min(names * 45 / 100, names - least(Column::file)));
   fitting_ = true;
   QHeaderView* const header = table_->horizontalHeader();
-  header->resizeSection(PairTableModel::taken, taken);
-  header->resizeSection(PairTableModel::sidecar, (rest - taken) * 45 / 100);
-  header->resizeSection(PairTableModel::status, status);
+  header->resizeSection(Column::taken, taken);
+  header->resizeSection(Column::sidecar, sidecar);
+  header->resizeSection(Column::status, least(Column::status));
   fitting_ = false;
 }
 

@@ -4,11 +4,11 @@
 #include <QVBoxLayout>
 
 #include "Tollbrook/Actions.h"
-#include "Tollbrook/ElidedLabel.h"
 #include "Tollbrook/IconView.h"
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/ShortcutButton.h"
+#include "Tollbrook/TextLabel.h"
 
 namespace tollbrook {
 namespace {
@@ -27,8 +27,8 @@ TextLabel* centred(const QString& text, TextStyle style, TextLabel::Tone tone) {
   return label;
 }
 
-ElidedLabel* fileName(const QString& name) {
-  auto* label = new ElidedLabel(name, TextStyle::monospaced);
+TextLabel* fileName(const QString& name) {
+  auto* label = new TextLabel(name, TextStyle::monospaced);
   label->setAlignment(Qt::AlignCenter);
   return label;
 }

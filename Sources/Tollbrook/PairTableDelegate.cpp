@@ -21,6 +21,13 @@ constexpr int leastRowHeight = 28;
 
 int iconSide() { return Typography::scaled(iconPoints); }
 
+int halfwayDown(const QRect& cell, int height) { return cell.top() + (cell.height() - height) / 2; }
+
+/// Where a cell's text begins, from the cell's left.
+int textLeft(int column) {
+  return column == PairTableModel::file ? cellPadding + iconSide() + cellPadding : cellPadding;
+}
+
 }  // namespace
 
 PairTableDelegate::PairTableDelegate(const PairTableModel& model, QTableView& table)
@@ -48,64 +55,66 @@ void PairTableDelegate::forget() {
   laidOut_.resize(static_cast<std::size_t>(model_.rowCount()));
 }
 
-int PairTableDelegate::widthFor(int column) const {
+int PairTableDelegate::leastWidth(int column) const {
   const QFontMetrics metrics = table_.fontMetrics();
+  const int around = textLeft(column) + cellPadding + 1;  // what is rounded off an advance
   switch (column) {
+    case PairTableModel::file:
+      return around + metrics.horizontalAdvance(QStringLiteral("IMG_1234.HEIC"));
     case PairTableModel::taken:
-      return 2 * cellPadding + metrics.horizontalAdvance(QStringLiteral("28 Sept 2020, 00:00 PM"));
+      return around + metrics.horizontalAdvance(QStringLiteral("28 Sept 2020,…"));
     case PairTableModel::sidecar:
-      return 2 * cellPadding + metrics.horizontalAdvance(QLatin1Char('x')) * 24;
-    case PairTableModel::status: {
+      return around + metrics.horizontalAdvance(PairTableModel::noSidecar());
+    default: {
       int widest = 0;
       for (const StatusPill& pill : pills_) widest = std::max(widest, pill.size().width());
-      return 2 * cellPadding + widest;
+      return around + widest;
     }
-    default:
-      return 2 * cellPadding + iconSide() + metrics.horizontalAdvance(QLatin1Char('x')) * 12;
   }
+}
+
+int PairTableDelegate::takenWidth() const {
+  return 2 * cellPadding + table_.fontMetrics().horizontalAdvance(QStringLiteral("28 Sept 2020, 00:00 PM"));
 }
 
 int PairTableDelegate::rowHeight() const {
   return std::max({leastRowHeight, table_.fontMetrics().height() + 8, pills_.front().size().height() + 6});
 }
 
-QRect PairTableDelegate::textRect(const QRect& cell, int column) const {
-  QRect text = cell.adjusted(cellPadding, 0, -cellPadding, 0);
-  if (column == PairTableModel::file) text.setLeft(text.left() + iconSide() + cellPadding);
-  return text;
-}
-
 void PairTableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const {
   paintGround(*painter, option, index);
   const PairTableModel::Row& row = model_.row(index.row());
-  const QRect padded = option.rect.adjusted(cellPadding, 0, -cellPadding, 0);
+  const QRect& cell = option.rect;
   if (index.column() == PairTableModel::status) {
-    return pills_[static_cast<std::size_t>(row.status)].paint(*painter, padded);
+    const StatusPill& pill = pills_[static_cast<std::size_t>(row.status)];
+    return pill.paint(*painter, cell.adjusted(cellPadding, 0, -cellPadding, 0));
   }
 
   const bool selected = option.state.testFlag(QStyle::State_Selected);
   if (index.column() == PairTableModel::file) {
     const int side = iconSide();
-    painter->drawPixmap(QRect(padded.left(), option.rect.center().y() - side / 2, side, side),
+    painter->drawPixmap(QRect(cell.left() + cellPadding, halfwayDown(cell, side), side, side),
                         icon(row.isVideo, selected));
   }
   const bool absent = (index.column() == PairTableModel::taken && row.taken.isEmpty()) ||
                       (index.column() == PairTableModel::sidecar && row.sidecar.isEmpty());
   painter->setPen(selected ? selectedPen_ : absent ? absentPen_ : textPen_);
   painter->setFont(table_.font());
-  const QRect text = textRect(option.rect, index.column());
-  const int top = option.rect.top() + (option.rect.height() - table_.fontMetrics().height()) / 2;
-  painter->drawStaticText(text.left(), top, laidOut(index, text.width()).text);
+  painter->drawStaticText(cell.left() + textLeft(index.column()),
+                          halfwayDown(cell, table_.fontMetrics().height()), laidOut(index).text);
 }
 
-PairTableDelegate::LaidOut& PairTableDelegate::laidOut(const QModelIndex& index, int width) const {
+const PairTableDelegate::LaidOut& PairTableDelegate::laidOut(const QModelIndex& index) const {
   LaidOut& cell = laidOut_[static_cast<std::size_t>(index.row())][static_cast<std::size_t>(index.column())];
+  const int width = table_.columnWidth(index.column()) - textLeft(index.column()) - cellPadding;
   if (cell.width == width) return cell;
   cell.width = width;
+  // Of a name its ends say most; of a date, its beginning.
+  const auto cut = index.column() == PairTableModel::taken ? Qt::ElideRight : Qt::ElideMiddle;
   cell.text.setTextFormat(Qt::PlainText);
-  cell.text.setText(table_.fontMetrics().elidedText(model_.data(index, Qt::DisplayRole).toString(),
-                                                    Qt::ElideMiddle, width));
+  cell.text.setText(
+      table_.fontMetrics().elidedText(model_.data(index, Qt::DisplayRole).toString(), cut, width));
   cell.text.prepare(QTransform(), table_.font());
   return cell;
 }
@@ -138,13 +147,13 @@ const QPixmap& PairTableDelegate::icon(bool video, bool selected) const {
 
 bool PairTableDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
                                   const QStyleOptionViewItem& option, const QModelIndex& index) {
-  if (event->type() != QEvent::ToolTip || !index.isValid() || index.column() == PairTableModel::status) {
+  const bool isCut = index.isValid() && index.column() != PairTableModel::status &&
+                     shown(index) != model_.data(index, Qt::DisplayRole).toString();
+  if (event->type() != QEvent::ToolTip || isCut) {
     return QStyledItemDelegate::helpEvent(event, view, option, index);
   }
   // Only what was cut needs to be said again.
-  const QString whole = model_.data(index, Qt::DisplayRole).toString();
-  const bool cut = laidOut(index, textRect(option.rect, index.column()).width()).text.text() != whole;
-  QToolTip::showText(event->globalPos(), cut ? whole : QString(), view);
+  QToolTip::hideText();
   return true;
 }
 

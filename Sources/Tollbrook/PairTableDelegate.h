@@ -27,9 +27,14 @@ class PairTableDelegate : public QStyledItemDelegate {
  public:
   PairTableDelegate(const PairTableModel& model, QTableView& table);
 
-  /// How wide a column has to be for what it usually shows.
-  int widthFor(int column) const;
+  /// How wide a column has to be to be of use: for a usual name, a date without its time, a pill.
+  int leastWidth(int column) const;
+  /// How wide that of the dates has to be to show their times, too.
+  int takenWidth() const;
   int rowHeight() const;
+
+  /// What a cell shows: its text, cut to its column.
+  QString shown(const QModelIndex& index) const { return laidOut(index).text.text(); }
 
   /// To be called when the font or the palette has changed.
   void restyle();
@@ -46,8 +51,7 @@ class PairTableDelegate : public QStyledItemDelegate {
     int width = -1;  ///< of the column that it was cut for; -1 when it was not yet
   };
 
-  LaidOut& laidOut(const QModelIndex& index, int width) const;
-  QRect textRect(const QRect& cell, int column) const;
+  const LaidOut& laidOut(const QModelIndex& index) const;
   void paintGround(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
   const QPixmap& icon(bool video, bool selected) const;
   void forget();

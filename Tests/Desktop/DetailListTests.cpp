@@ -1,13 +1,17 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <QTextDocument>
 #include <QTextEdit>
+#include <QToolTip>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Support/CommandLine.h"
@@ -102,6 +106,22 @@ TEST_F(DetailListTest, ShowsEachPair) {
   EXPECT_THAT(row(0), ElementsAre("a.jpg"_s, taken, "a.jpg.supplemental-metadata.json"_s, "Ready"_s));
   EXPECT_THAT(row(1), ElementsAre("b.mp4"_s, taken, "b.mp4.supplemental-metadata.json"_s, "Ready"_s));
   EXPECT_THAT(row(2), ElementsAre("c.jpg"_s, "—"_s, "missing"_s, "No sidecar"_s));
+}
+
+TEST_F(DetailListTest, SaysInATooltipWhatIsCut) {
+  const QString name = "<b>"_s + QString(80, u'n') + ".jpg"_s;
+  addPair("a.jpg");
+  addPair(name.toStdString());
+  scanRoot();
+  const auto toolTip = [this](int row, int column) {
+    const QPoint place = table()->visualRect(table()->model()->index(row, column)).center();
+    QHelpEvent event(QEvent::ToolTip, place, table()->viewport()->mapToGlobal(place));
+    QApplication::sendEvent(table()->viewport(), &event);
+    return QToolTip::text();
+  };
+  EXPECT_EQ(toolTip(1, 2), "a.jpg.supplemental-metadata.json"_s);
+  EXPECT_EQ(toolTip(0, 0), Qt::convertFromPlainText(name));
+  EXPECT_TRUE(waitUntil([&] { return toolTip(1, 0).isEmpty(); }));
 }
 
 TEST_F(DetailListTest, NamesItsColumns) {

@@ -12,6 +12,8 @@
 #include "Support/Fixtures.h"
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/ElidedLabel.h"
+#include "Tollbrook/PairTableDelegate.h"
+#include "Tollbrook/PairTableModel.h"
 #include "Tollbrook/StatusPill.h"
 #include "Tollbrook/Typography.h"
 
@@ -60,6 +62,17 @@ class LargeTypeTest : public test::WindowTest, public testing::WithParamInterfac
     EXPECT_LE(scrolled->widget()->width(), scrolled->viewport()->width());
   }
 
+  // What a row shows, as far as there is room for it.
+  QStringList shown(int row) const {
+    const auto* delegate = qobject_cast<const PairTableDelegate*>(table()->itemDelegate());
+    QStringList texts;
+    for (int column = 0; column < PairTableModel::status; ++column) {
+      texts.append(delegate->shown(table()->model()->index(row, column)));
+      EXPECT_LE(table()->fontMetrics().horizontalAdvance(texts.back()), table()->columnWidth(column));
+    }
+    return texts;
+  }
+
   static std::string name(const QWidget& widget) {
     return std::string(widget.metaObject()->className()) + ' ' + widget.objectName().toStdString();
   }
@@ -103,6 +116,7 @@ INSTANTIATE_TEST_SUITE_P(FontsAndSizes, LargeTypeTest,
 TEST_P(LargeTypeTest, ClipsNothingInTheWelcome) {
   expectNothingClipped();
   EXPECT_TRUE(labels("folderCard").contains("Choose a folder"_s));
+  EXPECT_TRUE(labels("welcome").contains("IMG_504.HEIC.supplemental-metadata.json"_s));
 }
 
 TEST_P(LargeTypeTest, ClipsNothingInAScannedFolder) {
@@ -111,6 +125,27 @@ TEST_P(LargeTypeTest, ClipsNothingInAScannedFolder) {
   test::writeFile(root() / "left.jpg.json", test::sidecarJson());
   scanRoot();
   expectNothingClipped();
+}
+
+TEST_P(LargeTypeTest, LeavesEachColumnRoomForWhatMatters) {
+  addPair("IMG_1203.HEIC");
+  addLonePhoto("MOV_1204.jpg");
+  scanRoot();
+  settle();
+  EXPECT_EQ(shown(0).at(PairTableModel::file), "IMG_1203.HEIC"_s);
+  EXPECT_TRUE(shown(0).at(PairTableModel::taken).contains("2015"_s)) << shown(0)[1].toStdString();
+  EXPECT_EQ(shown(1).at(PairTableModel::file), "MOV_1204.jpg"_s);
+  EXPECT_EQ(shown(1).at(PairTableModel::sidecar), "missing"_s);
+}
+
+TEST_P(LargeTypeTest, CutsLongNamesInTheMiddle) {
+  addPair(std::string(86, 'n') + ".jpg");
+  scanRoot();
+  settle();
+  for (const int column : {PairTableModel::file, PairTableModel::sidecar}) {
+    EXPECT_TRUE(shown(0).at(column).contains("…"_s)) << shown(0)[column].toStdString();
+    EXPECT_FALSE(shown(0).at(column).endsWith("…"_s)) << shown(0)[column].toStdString();
+  }
 }
 
 TEST_P(LargeTypeTest, ClipsNothingInAFolderWithoutMedia) {
