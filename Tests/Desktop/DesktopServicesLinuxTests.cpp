@@ -1,5 +1,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <QApplication>
@@ -12,6 +14,7 @@
 #include <QLineEdit>
 #include <QTest>
 #include <array>
+#include <cstring>
 #include <memory>
 #include <optional>
 
@@ -47,10 +50,11 @@ class PrivateBus : public testing::Environment {
     <allow own="*"/>
   </policy>
 </busconfig>)");
-    daemon_ = std::make_unique<test::Program>(
-        test::Program::Call{.program = "dbus-daemon",
-                            .arguments = {"--nofork", "--config-file=" + (folder_ / "bus.conf").string()}});
-    if (!test::eventually([this] { return std::filesystem::exists(socket()) || !daemon_->isRunning(); }) ||
+    daemon_ = std::make_unique<test::Program>(test::Program::Call{
+        .program = "dbus-daemon",
+        .arguments = {"--nofork", "--print-address", "--config-file=" + (folder_ / "bus.conf").string()}});
+    // It prints its address once it listens; its socket is there before that.
+    if (!test::eventually([this] { return !daemon_->output().empty() || !daemon_->isRunning(); }) ||
         !daemon_->isRunning()) {
       daemon_.reset();
       return;
@@ -197,6 +201,43 @@ TEST_F(KeepAwakeTest, GoesOnWithoutLogind) {
   EXPECT_NE(activity, nullptr);
   activity.reset();
   EXPECT_THAT(logind_.asked, IsEmpty());
+}
+
+// A bus that lets programs connect and never says a word to them.
+class HangingBus {
+ public:
+  HangingBus() {
+    const std::string socketPath = (folder_ / "bus").string();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(socket_.get(), 1), 0);
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QByteArray::fromStdString(socketPath));
+  }
+  ~HangingBus() { qputenv("DBUS_SYSTEM_BUS_ADDRESS", before_); }
+  HangingBus(const HangingBus&) = delete;
+  HangingBus& operator=(const HangingBus&) = delete;
+
+  // Whether a program has connected.
+  bool isAsked() {
+    if (!caller_) caller_ = Files::Descriptor(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    return static_cast<bool>(caller_);
+  }
+
+ private:
+  const QByteArray before_ = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  const test::TemporaryFolder folder_;
+  const Files::Descriptor socket_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+  Files::Descriptor caller_;
+};
+
+// Where it waited, this would never end.
+TEST_F(KeepAwakeTest, DoesNotWaitForABusThatHangs) {
+  HangingBus hanging;
+  auto activity = systemKeepAwake()->begin("writing"_s);
+  EXPECT_TRUE(waitUntil([&] { return hanging.isAsked(); }));
+  activity.reset();
 }
 
 class FileManagerTest : public DesktopServicesTest {
