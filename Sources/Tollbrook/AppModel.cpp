@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "Tollbrook/Paths.h"
+#include "Tollbrook/Summaries.h"
 #include "TollbrookCore/FolderScanner.h"
-#include "TollbrookCore/Summary.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/WorkRunner.h"
 
@@ -197,7 +197,7 @@ void AppModel::finishScan(ScanReport report) {
   change(progressTotal_, std::int64_t{0}, &AppModel::progressTotalChanged);
   change(statusLine_,
          cancelFlag_.isSet() ? tr("Scan stopped. Finished files from earlier runs are kept.")
-                             : QString::fromStdString(summarize(*report_)),
+                             : Summaries::of(*report_),
          &AppModel::statusLineChanged);
 }
 
@@ -279,7 +279,7 @@ void AppModel::finishApply(RestoreOutcome outcome) {
   change(isResuming_, false, &AppModel::isResumingChanged);
   endStayAwake();
   setOutcome(std::move(outcome));
-  change(statusLine_, QString::fromStdString(summarize(*outcome_)), &AppModel::statusLineChanged);
+  change(statusLine_, Summaries::of(*outcome_), &AppModel::statusLineChanged);
   if (!outcome_->errors.empty()) {
     change(lastError_, firstError(outcome_->errors), &AppModel::lastErrorChanged);
   }

@@ -31,10 +31,10 @@ enum Content { welcome, noMedia, pairTable };
 constexpr int widestFilter = 420;
 constexpr int leastColumnPoints = 48;
 
-QStringList filterNames() {
-  QStringList names;
-  for (const RowFilter filter : rowFilters) names.append(rawValue(filter));
-  return names;
+QList<SegmentedPicker::Choice> filterChoices() {
+  QList<SegmentedPicker::Choice> choices;
+  for (const RowFilter filter : rowFilters) choices.append({rawValue(filter), label(filter)});
+  return choices;
 }
 
 }  // namespace
@@ -69,7 +69,7 @@ QHBoxLayout* DetailList::makeFilterBar() {
   bar->setContentsMargins(14, 10, 14, 10);
   bar->setSpacing(8);
   auto* label = new TextLabel(tr("Show"), TextStyle::body);
-  filter_ = new SegmentedPicker(filterNames(), this);
+  filter_ = new SegmentedPicker(filterChoices(), this);
   filter_->setObjectName(QStringLiteral("filter"));
   filter_->setAccessibleName(label->text());
   // A larger font may need more than the usual width.

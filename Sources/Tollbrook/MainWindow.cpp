@@ -10,7 +10,7 @@
 #include "Tollbrook/ContentView.h"
 #include "Tollbrook/Notice.h"
 #include "Tollbrook/Paths.h"
-#include "TollbrookCore/Summary.h"
+#include "Tollbrook/Summaries.h"
 
 namespace tollbrook {
 
@@ -95,7 +95,7 @@ void MainWindow::showResult() {
   const auto& outcome = model_.outcome();
   if (outcome && model_.isScanning()) {
     noticeIsResult_ = true;
-    notice_->say(QString::fromStdString(summarize(*outcome)));
+    notice_->say(Summaries::of(*outcome));
   } else if (!outcome && noticeIsResult_) {
     noticeIsResult_ = false;
     notice_->hide();

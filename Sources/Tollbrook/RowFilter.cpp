@@ -1,21 +1,25 @@
 #include "Tollbrook/RowFilter.h"
 
+#include <QCoreApplication>
 #include <algorithm>
 
 namespace tollbrook {
+namespace {
 
-QString rawValue(RowFilter filter) {
-  switch (filter) {
-    case RowFilter::all:
-      return QStringLiteral("All");
-    case RowFilter::ready:
-      return QStringLiteral("Ready");
-    case RowFilter::unmatched:
-      return QStringLiteral("No sidecar");
-    case RowFilter::problems:
-      return QStringLiteral("Problems");
-  }
-  return {};
+// In the order of the filters' values.
+constexpr std::array texts{QT_TRANSLATE_NOOP("tollbrook::RowFilter", "All"),
+                           QT_TRANSLATE_NOOP("tollbrook::RowFilter", "Ready"),
+                           QT_TRANSLATE_NOOP("tollbrook::RowFilter", "No sidecar"),
+                           QT_TRANSLATE_NOOP("tollbrook::RowFilter", "Problems")};
+
+const char* english(RowFilter filter) { return texts.at(static_cast<std::size_t>(filter)); }
+
+}  // namespace
+
+QString rawValue(RowFilter filter) { return QString::fromLatin1(english(filter)); }
+
+QString label(RowFilter filter) {
+  return QCoreApplication::translate("tollbrook::RowFilter", english(filter));
 }
 
 std::optional<RowFilter> rowFilterFromRawValue(const QString& raw) {

@@ -20,8 +20,10 @@ enum class RowFilter {
 inline constexpr std::array rowFilters{RowFilter::all, RowFilter::ready, RowFilter::unmatched,
                                        RowFilter::problems};
 
-/// The text by which the filter is offered: "All", "Ready", "No sidecar", "Problems".
+/// What the filter is called in every language: "All", "Ready", "No sidecar", "Problems".
 QString rawValue(RowFilter filter);
+/// The text by which it is offered: the same in the user's language.
+QString label(RowFilter filter);
 /// The filter with exactly this raw value; none for any other text.
 std::optional<RowFilter> rowFilterFromRawValue(const QString& raw);
 

@@ -59,13 +59,13 @@ void Segment::paintEvent(QPaintEvent*) {
   }
 }
 
-SegmentedPicker::SegmentedPicker(const QStringList& choices, QWidget* parent) : QWidget(parent) {
+SegmentedPicker::SegmentedPicker(const QList<Choice>& choices, QWidget* parent) : QWidget(parent) {
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(margin, margin, margin, margin);
   row->setSpacing(margin);
-  for (const QString& choice : choices) {
-    auto* segment = new Segment(choice, this);
-    segment->setObjectName(choice);
+  for (const auto& [name, text] : choices) {
+    auto* segment = new Segment(text, this);
+    segment->setObjectName(name);
     const int index = static_cast<int>(segments_.size());
     connect(segment, &QAbstractButton::toggled, this, [this, index](bool on) {
       if (on) Q_EMIT picked(index);

@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QRadioButton>
-#include <QStringList>
 
 namespace tollbrook {
 
@@ -26,7 +25,12 @@ class SegmentedPicker : public QWidget {
   Q_OBJECT
 
  public:
-  explicit SegmentedPicker(const QStringList& choices, QWidget* parent = nullptr);
+  struct Choice {
+    QString name;  ///< of the segment as an object, in every language
+    QString text;
+  };
+
+  explicit SegmentedPicker(const QList<Choice>& choices, QWidget* parent = nullptr);
 
   int current() const;
   void setCurrent(int index);

@@ -1,6 +1,5 @@
 #include "Tollbrook/StatusPill.h"
 
-#include <QCoreApplication>
 #include <QFontMetrics>
 #include <QPainter>
 
@@ -24,7 +23,6 @@ StatusPill::StatusPill(PairStatus status, const QFont& font, const Appearance& a
 }
 
 QString StatusPill::label(PairStatus status) {
-  const auto tr = [](const char* text) { return QCoreApplication::translate("StatusPill", text); };
   switch (status) {
     case PairStatus::ready:
       return tr("Ready");

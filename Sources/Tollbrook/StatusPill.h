@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QCoreApplication>
 #include <QFont>
 #include <QPixmap>
 #include <QSize>
@@ -18,6 +19,8 @@ struct Appearance;
 /// The badge that shows a pair's status: a capsule. It is painted, and laid out once, since a table has one
 /// in every row.
 class StatusPill {
+  Q_DECLARE_TR_FUNCTIONS(tollbrook::StatusPill)
+
  public:
   StatusPill(PairStatus status, const QFont& font, const Appearance& appearance);
 

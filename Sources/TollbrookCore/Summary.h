@@ -4,7 +4,7 @@
 
 #include "TollbrookCore/Models.h"
 
-/// The one-line summaries that every front end shows, in English.
+/// The one-line summaries that every front end shows, in English; the window translates its own.
 namespace tollbrook {
 
 /// What a scan found, such as "812 of 830 files have sidecar metadata."

@@ -20,7 +20,10 @@ std::vector<PairStatus> shownBy(RowFilter filter) {
 
 TEST(RowFilter, IsOfferedInThisOrderByTheseTexts) {
   std::vector<QString> texts;
-  for (const RowFilter filter : rowFilters) texts.push_back(rawValue(filter));
+  for (const RowFilter filter : rowFilters) {
+    texts.push_back(rawValue(filter));
+    EXPECT_EQ(label(filter), rawValue(filter));
+  }
   EXPECT_EQ(texts, (std::vector<QString>{QStringLiteral("All"), QStringLiteral("Ready"),
                                          QStringLiteral("No sidecar"), QStringLiteral("Problems")}));
 }
