@@ -86,19 +86,12 @@ int scrollBarWidth() { return QApplication::style()->pixelMetric(QStyle::PM_Scro
 Inspector::Inspector(AppModel& model, Actions& actions, QWidget* parent) : QWidget(parent), model_(model) {
   setObjectName(QStringLiteral("inspector"));
   setMaximumWidth(mostWidth);
-  auto* foot = new QVBoxLayout;
-  foot->setContentsMargins(edge - focusRoom, 12, edge - focusRoom, betweenSections);
-  foot->setSpacing(betweenRelated);
-  QWidget* const scrolling = makeScrollingColumn();
-  foot->addWidget(makeActions(actions));
-  foot->addLayout(inset(makeError()));
-
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins({});
   column->setSpacing(0);
-  column->addWidget(scrolling, 1);
+  column->addWidget(makeScrollingColumn(), 1);
   column->addWidget(new Divider);
-  column->addLayout(foot);
+  column->addWidget(makeFoot(actions));
   observeModel();
 }
 
@@ -140,6 +133,17 @@ QWidget* Inspector::makeScrollingColumn() {
   area->viewport()->setAutoFillBackground(false);
   content->setAutoFillBackground(false);
   return area;
+}
+
+// A widget, since a layout of its own would be no wider than the inset of an error that is hidden.
+QWidget* Inspector::makeFoot(Actions& actions) {
+  auto* foot = new QWidget;
+  auto* column = new QVBoxLayout(foot);
+  column->setContentsMargins(edge - focusRoom, 12, edge - focusRoom, betweenSections);
+  column->setSpacing(betweenRelated);
+  column->addWidget(makeActions(actions));
+  column->addLayout(inset(makeError()));
+  return foot;
 }
 
 QWidget* Inspector::makeSection(const QString& name, QVBoxLayout*& column) const {

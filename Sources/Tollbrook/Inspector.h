@@ -49,6 +49,7 @@ class Inspector : public QWidget {
 
   QWidget* makeSection(const QString& name, QVBoxLayout*& column) const;
   QWidget* makeScrollingColumn();
+  QWidget* makeFoot(Actions& actions);
   void observeModel();
 
   void showResumeBanner();

@@ -9,6 +9,8 @@ namespace tollbrook {
 TextLabel::TextLabel(const QString& text, Typography::TextStyle style, Tone tone, QWidget* parent)
     : QLabel(text, parent), style_(style), tone_(tone) {
   setTextFormat(Qt::PlainText);
+  // On a button it would else take the button's colour.
+  setForegroundRole(QPalette::WindowText);
   restyle();
 }
 

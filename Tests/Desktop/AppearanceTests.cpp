@@ -138,10 +138,19 @@ TEST_F(AppearanceOfTheWindowTest, FollowsTheSystemFromLightToDark) {
   EXPECT_LT(brightness("pairs"), 0.3F);
   const Appearance shades(QApplication::palette());
   for (const QLabel* label : find("inspector")->findChildren<QLabel*>()) {
-    EXPECT_GE(contrast(label->palette().color(QPalette::WindowText), shades.chrome), 4.5)
+    EXPECT_GE(contrast(label->palette().color(label->foregroundRole()), shades.chrome), 4.5)
         << label->text().toStdString();
   }
   EXPECT_GE(contrast(find<QTextEdit>("statusLine")->palette().color(QPalette::Text), shades.chrome), 4.5);
+}
+
+TEST_F(AppearanceOfTheWindowTest, ExplainsInAFainterShadeOnButtonsToo) {
+  const auto shade = [this](const char* name) {
+    const auto* label = find<QLabel>(name);
+    return label->palette().color(label->foregroundRole());
+  };
+  EXPECT_EQ(shade("folderRequest"), Appearance::current().text);
+  EXPECT_EQ(shade("folderHint"), Appearance::current().secondaryText);
 }
 
 class IconsTest : public testing::TestWithParam<int> {

@@ -80,6 +80,16 @@ TEST_F(InspectorTest, ShowsItsSectionsInOrder) {
   }
 }
 
+TEST_F(InspectorTest, EndsWithItsStatusLine) {
+  addPair("a.jpg");
+  scanRoot();
+  QTest::qWait(0);
+  const auto* status = find<SelectableText>("statusLine");
+  EXPECT_EQ(status->height(), status->heightForWidth(status->width()));
+  EXPECT_EQ(status->mapTo(find("inspector"), QPoint(0, status->height())).y(),
+            find("inspector")->height() - 16);
+}
+
 TEST_F(InspectorTest, AsksForAFolderBeforeThereIsOne) {
   EXPECT_THAT(labels("folderCard"),
               ElementsAre("Choose a folder"_s, "Google Takeout unzip, or a Ferrywell download."_s));
