@@ -79,6 +79,12 @@ QLayout* inset(QWidget* widget) {
   return row;
 }
 
+/// What scrolls: as high as it is at its width. The least height of its layout is that of a narrower column.
+class Sections : public QWidget {
+ public:
+  QSize minimumSizeHint() const override { return {QWidget::minimumSizeHint().width(), 0}; }
+};
+
 int scrollBarWidth() { return QApplication::style()->pixelMetric(QStyle::PM_ScrollBarExtent); }
 
 }  // namespace
@@ -106,7 +112,7 @@ void Inspector::paintEvent(QPaintEvent*) {
 }
 
 QWidget* Inspector::makeScrollingColumn() {
-  auto* content = new QWidget;
+  auto* content = new Sections;
   content->setObjectName(QStringLiteral("sections"));
   auto* column = new QVBoxLayout(content);
   column->setContentsMargins(edge - focusRoom, edge, edge - focusRoom - scrollBarWidth(), betweenSections);

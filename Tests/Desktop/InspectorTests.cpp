@@ -80,6 +80,14 @@ TEST_F(InspectorTest, ShowsItsSectionsInOrder) {
   }
 }
 
+TEST_F(InspectorTest, ScrollsNoFurtherThanToItsLastSection) {
+  window_->resize(window_->minimumSizeHint());
+  QTest::qWait(0);
+  const QWidget* safety = find("safety");
+  const QWidget* sections = find("sections");
+  EXPECT_EQ(safety->mapTo(sections, QPoint(0, safety->height())).y(), sections->height() - 16);
+}
+
 TEST_F(InspectorTest, EndsWithItsStatusLine) {
   addPair("a.jpg");
   scanRoot();
