@@ -40,10 +40,9 @@ Actions::Actions(AppModel& model, QObject* parent)
 }
 
 void Actions::update() {
-  const bool busy = model_.isScanning() || model_.isApplying();
-  scanFolder_->setEnabled(model_.folder().has_value() && !busy);
+  scanFolder_->setEnabled(model_.folder().has_value() && !model_.isBusy());
   writeMetadata_->setEnabled(model_.canApply());
-  stop_->setEnabled(busy);
+  stop_->setEnabled(model_.isBusy());
 }
 
 }  // namespace tollbrook

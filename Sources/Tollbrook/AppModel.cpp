@@ -192,9 +192,7 @@ void AppModel::showScanProgress() {
 
 void AppModel::finishScan(ScanReport report) {
   setReport(std::move(report));
-  change(isScanning_, false, &AppModel::isScanningChanged);
-  change(progressDone_, std::int64_t{0}, &AppModel::progressDoneChanged);
-  change(progressTotal_, std::int64_t{0}, &AppModel::progressTotalChanged);
+  endScan();
   change(statusLine_,
          cancelFlag_.isSet() ? tr("Scan stopped. Finished files from earlier runs are kept.")
                              : Summaries::of(*report_),
@@ -203,10 +201,15 @@ void AppModel::finishScan(ScanReport report) {
 
 // The engine answers with values; what arrives here is a machine out of memory or a broken installation.
 void AppModel::failScan(const QString& error) {
-  change(isScanning_, false, &AppModel::isScanningChanged);
-  change(progressDone_, std::int64_t{0}, &AppModel::progressDoneChanged);
+  endScan();
   change(lastError_, error, &AppModel::lastErrorChanged);
   change(statusLine_, tr("Could not scan this folder."), &AppModel::statusLineChanged);
+}
+
+void AppModel::endScan() {
+  change(isScanning_, false, &AppModel::isScanningChanged);
+  change(progressDone_, std::int64_t{0}, &AppModel::progressDoneChanged);
+  change(progressTotal_, std::int64_t{0}, &AppModel::progressTotalChanged);
 }
 
 void AppModel::apply(std::shared_ptr<JobJournal> journal) {
@@ -219,7 +222,6 @@ void AppModel::apply(std::shared_ptr<JobJournal> journal) {
   change(progressTotal_, report_ ? report_->mediaCount : 0, &AppModel::progressTotalChanged);
   change(statusLine_, isResuming_ ? tr("Resuming metadata write…") : tr("Writing metadata…"),
          &AppModel::statusLineChanged);
-  endStayAwake();
   activity_ = keepAwake_.begin(tr("Tollbrook is writing photo metadata"));
 
   auto run = std::make_shared<Run>(Run{*folder_, recursive_, options_, progressTotal_, std::move(journal)});
@@ -267,17 +269,13 @@ void AppModel::showWriteProgress() {
 }
 
 void AppModel::failApply(const QString& error) {
-  change(isApplying_, false, &AppModel::isApplyingChanged);
-  change(isResuming_, false, &AppModel::isResumingChanged);
-  endStayAwake();
+  endApply();
   change(lastError_, error, &AppModel::lastErrorChanged);
   change(statusLine_, tr("Could not start a recoverable job."), &AppModel::statusLineChanged);
 }
 
 void AppModel::finishApply(RestoreOutcome outcome) {
-  change(isApplying_, false, &AppModel::isApplyingChanged);
-  change(isResuming_, false, &AppModel::isResumingChanged);
-  endStayAwake();
+  endApply();
   setOutcome(std::move(outcome));
   change(statusLine_, Summaries::of(*outcome_), &AppModel::statusLineChanged);
   if (!outcome_->errors.empty()) {
@@ -287,6 +285,12 @@ void AppModel::finishApply(RestoreOutcome outcome) {
                             !report_->listCapped && !outcome_->cancelled;
   // The user has not read yet why the run failed, so its error stays.
   if (worthARescan) startScan();
+}
+
+void AppModel::endApply() {
+  change(isApplying_, false, &AppModel::isApplyingChanged);
+  change(isResuming_, false, &AppModel::isResumingChanged);
+  activity_.reset();
 }
 
 void AppModel::stop() {

@@ -47,6 +47,8 @@ class AppModel : public QObject {
   const std::optional<RestoreOutcome>& outcome() const { return outcome_; }
   bool isScanning() const { return isScanning_; }
   bool isApplying() const { return isApplying_; }
+  /// Whether it scans or writes.
+  bool isBusy() const { return isScanning_ || isApplying_; }
   /// Whether the running write continues an unfinished job.
   bool isResuming() const { return isResuming_; }
   std::int64_t progressDone() const { return progressDone_; }
@@ -72,12 +74,12 @@ class AppModel : public QObject {
 
   /// Lets the user pick a folder, and sets it.
   void chooseFolder();
-  /// Makes `folder` the folder and scans it. Nothing while a scan or a write is going on.
+  /// Makes `folder` the folder and scans it. Nothing while it is busy.
   void setFolder(const std::filesystem::path& folder);
   /// Takes the first of what was dropped on the window: a folder, or a file's folder. False when nothing was
   /// dropped; what does not exist is ignored later, since looking may take a while.
   bool acceptDrop(const QList<QUrl>& urls);
-  /// Scans the folder again. Nothing without one, or while a scan or a write is going on.
+  /// Scans the folder again. Nothing without one, or while it is busy.
   void scan();
   /// Starts a new write run when canApply, or continues an unfinished job, whose lock `journal` holds.
   void apply(std::shared_ptr<JobJournal> journal = nullptr);
@@ -114,7 +116,6 @@ class AppModel : public QObject {
  private:
   struct Run;
 
-  bool isBusy() const { return isScanning_ || isApplying_; }
   template <typename Value>
   void change(Value& property, const Value& value, void (AppModel::*changed)());
 
@@ -133,10 +134,11 @@ class AppModel : public QObject {
   void showScanProgress();
   void finishScan(ScanReport report);
   void failScan(const QString& error);
+  void endScan();
   void showWriteProgress();
   void failApply(const QString& error);
   void finishApply(RestoreOutcome outcome);
-  void endStayAwake() { activity_.reset(); }
+  void endApply();
 
   KeepAwake& keepAwake_;
   FolderChooser& folderChooser_;

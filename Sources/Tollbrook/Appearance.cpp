@@ -18,14 +18,19 @@ double luminance(const QColor& colour) {
   return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
 }
 
-/// `colour`, moved towards `end` until it reads on `ground`.
-QColor legible(const QColor& colour, const QColor& ground, const QColor& end, double ratio) {
+/// `colour`, moved no further towards `end` than it takes to read.
+template <typename Reads>
+QColor moved(const QColor& colour, const QColor& end, Reads reads) {
   constexpr int steps = 50;
   for (int step = 0; step < steps; ++step) {
-    const QColor moved = mixed(colour, end, static_cast<double>(step) / steps);
-    if (contrast(moved, ground) >= ratio) return moved;
+    const QColor shade = mixed(colour, end, static_cast<double>(step) / steps);
+    if (reads(shade)) return shade;
   }
   return end;
+}
+
+QColor legible(const QColor& colour, const QColor& ground, const QColor& end, double ratio) {
+  return moved(colour, end, [&](const QColor& shade) { return contrast(shade, ground) >= ratio; });
 }
 
 }  // namespace
@@ -67,27 +72,23 @@ const Appearance& Appearance::current() {
 }
 
 QColor Appearance::status(PairStatus status) const {
-  const auto readableOn = [this](const QColor& hue) {
-    // The pill gets nearer to the text with it, so a step is asked for that leaves room.
-    QColor shade = hue;
-    for (int step = 0; step < 50; ++step) {
-      shade = mixed(hue, dark ? QColor(Qt::white) : QColor(Qt::black), step / 50.0);
-      const bool onPill = contrast(shade, mixed(surface, shade, 0.15)) >= readable;
-      if (onPill && contrast(shade, chrome) >= readable) break;
-    }
-    return shade;
+  // The pill gets nearer to the text with it.
+  const auto legibleOnPill = [this](const QColor& hue) {
+    return moved(hue, dark ? Qt::white : Qt::black, [this](const QColor& shade) {
+      return contrast(shade, mixed(surface, shade, 0.15)) >= readable && contrast(shade, chrome) >= readable;
+    });
   };
   switch (status) {
     case PairStatus::ready:
       return Palette::amber;
     case PairStatus::unmatched:
-      return readableOn(QColor(0xC8, 0x6A, 0x00));
+      return legibleOnPill(QColor(0xC8, 0x6A, 0x00));
     case PairStatus::skipped:
-      return readableOn(secondaryText);
+      return legibleOnPill(secondaryText);
     case PairStatus::fixed:
-      return readableOn(QColor(0x2E, 0x8B, 0x3D));
+      return legibleOnPill(QColor(0x2E, 0x8B, 0x3D));
     case PairStatus::error:
-      return readableOn(QColor(0xD7, 0x2D, 0x2D));
+      return legibleOnPill(QColor(0xD7, 0x2D, 0x2D));
   }
   return text;
 }

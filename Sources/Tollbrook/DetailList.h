@@ -7,10 +7,8 @@
 #include "TollbrookCore/Models.h"
 
 class QHBoxLayout;
-class QMenu;
 class QStackedWidget;
 class QTableView;
-class QVBoxLayout;
 
 namespace tollbrook {
 

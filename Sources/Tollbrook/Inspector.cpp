@@ -25,6 +25,7 @@
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/SelectableText.h"
 #include "Tollbrook/StatChip.h"
+#include "Tollbrook/Style.h"
 #include "Tollbrook/TextLabel.h"
 #include "Tollbrook/Toggle.h"
 
@@ -34,8 +35,8 @@ namespace {
 using Icons::Symbol;
 using Typography::TextStyle;
 
-constexpr int focusRoom = 4;  // which buttons and toggles keep around them for the focus ring
-constexpr int edge = 20;      // around the column
+constexpr int edge = 20;  // around the column
+constexpr int besideFocus = edge - Style::focusRoom;
 constexpr int betweenSections = 16;
 constexpr int betweenRelated = 8;
 constexpr int progressHeight = 6;
@@ -74,7 +75,7 @@ TextLabel* caption(const QString& text) {
 /// What has no room of its own for a focus ring, in line with what has.
 QLayout* inset(QWidget* widget) {
   auto* row = new QHBoxLayout;
-  row->setContentsMargins(focusRoom, 0, focusRoom, 0);
+  row->setContentsMargins(Style::focusRoom, 0, Style::focusRoom, 0);
   row->addWidget(widget);
   return row;
 }
@@ -115,7 +116,7 @@ QWidget* Inspector::makeScrollingColumn() {
   auto* content = new Sections;
   content->setObjectName(QStringLiteral("sections"));
   auto* column = new QVBoxLayout(content);
-  column->setContentsMargins(edge - focusRoom, edge, edge - focusRoom - scrollBarWidth(), betweenSections);
+  column->setContentsMargins(besideFocus, edge, besideFocus - scrollBarWidth(), betweenSections);
   column->setSpacing(betweenSections);
   column->addLayout(inset(makeHeader()));
   column->addLayout(inset(makeResumeBanner()));
@@ -145,7 +146,7 @@ QWidget* Inspector::makeScrollingColumn() {
 QWidget* Inspector::makeFoot(Actions& actions) {
   auto* foot = new QWidget;
   auto* column = new QVBoxLayout(foot);
-  column->setContentsMargins(edge - focusRoom, 12, edge - focusRoom, betweenSections);
+  column->setContentsMargins(besideFocus, 12, besideFocus, betweenSections);
   column->setSpacing(betweenRelated);
   column->addWidget(makeActions(actions));
   column->addLayout(inset(makeError()));
@@ -343,7 +344,7 @@ void Inspector::showOptions() {
 }
 
 void Inspector::showBusy() {
-  const bool busy = model_.isScanning() || model_.isApplying();
+  const bool busy = model_.isBusy();
   recursive_->setEnabled(!busy);
   write_->setVisible(!busy);
   running_->setVisible(busy);

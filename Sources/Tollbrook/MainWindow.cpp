@@ -76,7 +76,7 @@ void MainWindow::sayBusy(const std::filesystem::path& folder) {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
   const bool waitedEnough = isClosing_ && !patience_->isActive();
-  if (model_.isScanning() || model_.isApplying()) model_.stop();
+  if (model_.isBusy()) model_.stop();
   if (!model_.isApplying() || waitedEnough) return event->accept();
   event->ignore();
   if (!isClosing_) patience_->start();
@@ -84,7 +84,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::followWork() {
-  if (!model_.isScanning() && !model_.isApplying() && !noticeIsResult_) notice_->hide();
+  if (!model_.isBusy() && !noticeIsResult_) notice_->hide();
   // A finished run may have begun to scan its folder again; nobody waits for that.
   if (isClosing_ && !model_.isApplying()) close();
 }

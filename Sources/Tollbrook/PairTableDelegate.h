@@ -6,7 +6,6 @@
 #include <QStaticText>
 #include <QStyledItemDelegate>
 #include <array>
-#include <memory>
 #include <vector>
 
 #include "Tollbrook/Appearance.h"

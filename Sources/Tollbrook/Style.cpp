@@ -16,7 +16,7 @@ namespace tollbrook {
 namespace {
 
 constexpr int focusWidth = 2;
-constexpr int focusRoom = 4;  ///< around a button, for the ring
+constexpr int focusRoom = Style::focusRoom;
 constexpr int scrollBarWidth = 12;
 constexpr int iconGap = 6;  ///< between a button's icon and its text
 

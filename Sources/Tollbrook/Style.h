@@ -10,6 +10,9 @@ class Style : public QProxyStyle {
   Q_OBJECT
 
  public:
+  /// What a button or toggle keeps free around it, for the ring that shows its focus.
+  static constexpr int focusRoom = 4;
+
   Style();
 
   /// Makes amber the colour of selections; everything else stays the system's.

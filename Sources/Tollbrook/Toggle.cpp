@@ -5,10 +5,12 @@
 #include <QStyleOption>
 #include <algorithm>
 
+#include "Tollbrook/Style.h"
+
 namespace tollbrook {
 namespace {
 
-constexpr int padding = 4;  // room for the focus ring
+constexpr int padding = Style::focusRoom;
 
 }  // namespace
 
@@ -18,17 +20,19 @@ Toggle::Toggle(const QString& text, QWidget* parent) : QCheckBox(text, parent) {
   setSizePolicy(policy);
 }
 
-QSize Toggle::sizeHint() const {
-  const int width = labelLeft() + fontMetrics().horizontalAdvance(text()) + padding + 1;
-  return {width, heightForWidth(width)};
-}
+QSize Toggle::sizeHint() const { return sizeFor(fontMetrics().horizontalAdvance(text())); }
 
 QSize Toggle::minimumSizeHint() const {
   int widestWord = 0;
   for (const QString& word : text().split(QLatin1Char(' '))) {
     widestWord = std::max(widestWord, fontMetrics().horizontalAdvance(word));
   }
-  return {labelLeft() + widestWord + padding + 1, heightForWidth(labelLeft() + widestWord + padding + 1)};
+  return sizeFor(widestWord);
+}
+
+QSize Toggle::sizeFor(int labelWidth) const {
+  const int width = labelLeft() + labelWidth + padding + 1;
+  return {width, heightForWidth(width)};
 }
 
 int Toggle::heightForWidth(int width) const {

@@ -22,6 +22,7 @@ class Toggle : public QCheckBox {
 
  private:
   int labelLeft() const;
+  QSize sizeFor(int labelWidth) const;
 };
 
 }  // namespace tollbrook

@@ -22,7 +22,7 @@ void TollbrookApp::open(const std::optional<std::filesystem::path>& folder) {
 SingleInstance::Answer TollbrookApp::takeOver(const std::optional<std::filesystem::path>& folder) {
   window_.bringToFront();
   if (!folder) return SingleInstance::Answer::raised;
-  if (model_.isScanning() || model_.isApplying()) {
+  if (model_.isBusy()) {
     window_.sayBusy(*folder);
     return SingleInstance::Answer::busy;
   }
