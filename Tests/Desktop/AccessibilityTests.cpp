@@ -16,8 +16,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-using test::waitUntil;
 using testing::ElementsAre;
 
 class AccessibilityTest : public test::WindowTest {

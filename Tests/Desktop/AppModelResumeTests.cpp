@@ -10,11 +10,9 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::FolderLock;
 using test::hasTakenDate;
-using test::operator""_s;
-using test::waitUntil;
+using test::settle;
 using testing::IsEmpty;
 
 class AppModelResumeTest : public test::AppTest {
@@ -114,16 +112,14 @@ TEST_F(AppModelResumeTest, ContinuesNothingWhenAnotherProgramRunsTheOnlyJob) {
   leaveUnfinishedJob(true, test::datesOnly());
   const auto running = JobJournal::open(root(), true, test::datesOnly());
   model_->attemptAutoResume();
-  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
-  QCoreApplication::processEvents();
+  EXPECT_TRUE(settle(*model_));
   EXPECT_EQ(model_->folder(), std::nullopt);
   EXPECT_THAT(statusLines_, IsEmpty());
 }
 
 TEST_F(AppModelResumeTest, ContinuesNothingWhereThereIsNothingToContinue) {
   model_->attemptAutoResume();
-  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
-  QCoreApplication::processEvents();
+  EXPECT_TRUE(settle(*model_));
   EXPECT_EQ(model_->folder(), std::nullopt);
   EXPECT_THAT(statusLines_, IsEmpty());
 }
@@ -134,8 +130,7 @@ TEST_F(AppModelResumeTest, ContinuesNothingWhenAFolderIsSet) {
   model_->setFolder(temporary_.path());
   model_->attemptAutoResume();
   ASSERT_TRUE(waitUntilIdle());
-  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
-  QCoreApplication::processEvents();
+  EXPECT_TRUE(settle(*model_));
   EXPECT_EQ(model_->folder(), temporary_.path());
   EXPECT_FALSE(model_->isApplying());
 }
@@ -146,8 +141,7 @@ TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsSetMeanwhile) {
   model_->attemptAutoResume();
   model_->setFolder(temporary_.path());
   ASSERT_TRUE(waitUntilIdle());
-  EXPECT_TRUE(model_->stopAndWait(std::chrono::seconds(30)));
-  QCoreApplication::processEvents();
+  EXPECT_TRUE(settle(*model_));
   EXPECT_EQ(model_->folder(), temporary_.path());
   EXPECT_FALSE(model_->isApplying());
   EXPECT_FALSE(hasTakenDate(photo));

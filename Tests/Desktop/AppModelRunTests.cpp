@@ -15,12 +15,9 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::FolderLock;
 using test::hasTakenDate;
-using test::operator""_s;
 using test::sidecarOf;
-using test::waitUntil;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -30,13 +27,6 @@ using testing::Not;
 class AppModelRunTest : public test::AppTest {
  protected:
   bool scannedAgain() const { return statusLines_.back().endsWith("files have sidecar metadata."_s); }
-
-  // Lets every file that has a sidecar fail.
-  void writeNothing() {
-    RestoreOptions options = model_->options();
-    options.writeFileDates = false;
-    model_->setOptions(options);
-  }
 };
 
 TEST_F(AppModelRunTest, WritesAndRecordsEveryFile) {
@@ -249,13 +239,11 @@ TEST_F(AppModelRunTest, IsStoppedAndWaitedForWhenTheModelGoes) {
 TEST_F(AppModelRunTest, IsWaitedForNoLongerThanAllowed) {
   TOLLBROOK_NEEDS_EXIFTOOL();
   // A file that takes long to rewrite.
-  test::writeMp4(root() / "long.mp4", 1U << 30U);
-  test::writeFile(sidecarOf(root() / "long.mp4"), test::sidecarJson());
+  const path video = addLongVideo("long.mp4", 1U << 30U);
   model_->setOptions(defaultRestoreOptions());
   scanRoot();
   model_->apply();
-  const auto isBeingWritten = [this] { return std::filesystem::exists(root() / "long.mp4_exiftool_tmp"); };
-  ASSERT_TRUE(waitUntil(isBeingWritten));
+  ASSERT_TRUE(waitUntil([&] { return test::isBeingWritten(video); }));
   EXPECT_FALSE(model_->stopAndWait(std::chrono::milliseconds(1)));
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_THAT(finished(), Contains("long.mp4"));

@@ -9,9 +9,6 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
-using test::operator""_s;
-using test::waitUntil;
 using test::writeFile;
 using testing::IsEmpty;
 

@@ -15,11 +15,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-
-constexpr std::array statuses{PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
-                              PairStatus::fixed, PairStatus::error};
-
 // Once in the system's light palette, once in dark.
 class AppearanceTest : public testing::TestWithParam<bool> {
  protected:
@@ -69,7 +64,7 @@ TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
 
 TEST_P(AppearanceTest, HasReadablePills) {
   const Appearance shades(QApplication::palette());
-  for (const PairStatus status : statuses) {
+  for (const PairStatus status : test::everyStatus) {
     // Amber is given.
     if (status == PairStatus::ready) continue;
     EXPECT_GE(contrast(shades.status(status), shades.pill(status)), readable)
@@ -101,7 +96,7 @@ TEST(PaletteTest, HasTheGivenAmber) {
 
 TEST(StatusPillTest, NamesEveryStatus) {
   QStringList labels;
-  for (const PairStatus status : statuses) labels.append(StatusPill::label(status));
+  for (const PairStatus status : test::everyStatus) labels.append(StatusPill::label(status));
   EXPECT_EQ(labels, QStringList({"Ready"_s, "No sidecar"_s, "Already OK"_s, "Fixed"_s, "Failed"_s}));
 }
 

@@ -14,7 +14,6 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::Application;
 using test::eventually;
 using test::FolderLock;
@@ -54,17 +53,11 @@ TEST_F(ApplicationTest, ContinuesUnfinishedWorkAndEndsWhenItIsTold) {
 
 TEST_F(ApplicationTest, FinishesTheFileInHandWhenItIsTerminated) {
   TOLLBROOK_NEEDS_EXIFTOOL();
-  for (const char* name : {"a.mp4", "b.mp4"}) {
-    test::writeMp4(root() / name, 1U << 29U);
-    test::writeFile(test::sidecarOf(root() / name), test::sidecarJson());
-  }
+  const path videos[] = {addLongVideo("a.mp4"), addLongVideo("b.mp4")};
   JobJournal::setBaseDirectoryOverride(application_.data() / "Tollbrook/jobs");
   PhotosTest::leaveUnfinishedJob(true, defaultRestoreOptions());
   const auto program = application_.start();
-  ASSERT_TRUE(eventually([this] {
-    return std::filesystem::exists(root() / "a.mp4_exiftool_tmp") ||
-           std::filesystem::exists(root() / "b.mp4_exiftool_tmp");
-  }));
+  ASSERT_TRUE(eventually([&] { return test::isBeingWritten(videos[0]) || test::isBeingWritten(videos[1]); }));
   program->send(SIGTERM);
   EXPECT_TRUE(endedWell(*program));
   EXPECT_EQ(application_.finishedCount(root()), 1U);

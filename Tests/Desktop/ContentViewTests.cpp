@@ -17,10 +17,7 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::dragged;
-using test::operator""_s;
-using test::waitUntil;
 using testing::ElementsAre;
 
 class ContentViewTest : public test::WindowTest {

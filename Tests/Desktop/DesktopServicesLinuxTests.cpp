@@ -30,9 +30,6 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
-using test::operator""_s;
-using test::waitUntil;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -24,9 +24,6 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
-using test::operator""_s;
-using test::waitUntil;
 using testing::ElementsAre;
 
 class DetailListTest : public test::WindowTest {

@@ -19,10 +19,7 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::FolderLock;
-using test::operator""_s;
-using test::waitUntil;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
@@ -46,13 +43,6 @@ class InspectorTest : public test::WindowTest {
     ASSERT_TRUE(waitUntil([this] { return model_->progressDone() >= 1; }));
   }
   static constexpr int longWrite = 400;
-
-  // Lets every file that has a sidecar fail.
-  void writeNothing() {
-    RestoreOptions options = model_->options();
-    options.writeFileDates = false;
-    model_->setOptions(options);
-  }
 
   static constexpr std::array toggles{"writeFileDates", "writeEmbedded", "writeCaptions", "skipIfDatesMatch",
                                       "deleteSidecars"};

@@ -20,8 +20,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-
 // The window with the system's font at these times its size, and whether it is as small as it gets.
 struct Setting {
   double font;
@@ -158,9 +156,7 @@ TEST_P(LargeTypeTest, ClipsNothingOfLongNamesAndErrors) {
   for (int number = 0; number < 3; ++number) {
     test::writePair(folder / (std::string(85, 'n') + std::to_string(number) + ".jpg"), test::tinyJpeg());
   }
-  RestoreOptions options = model_->options();
-  options.writeFileDates = false;
-  model_->setOptions(options);
+  writeNothing();
   model_->setFolder(folder);
   ASSERT_TRUE(waitUntilIdle());
   write();
@@ -175,8 +171,7 @@ TEST_P(LargeTypeTest, HasRoomForThePillsInTheirRows) {
   settle();
   const Appearance shades(QGuiApplication::palette());
   const QFont font = Typography::font(Typography::TextStyle::captionSemibold);
-  for (const PairStatus status : {PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
-                                  PairStatus::fixed, PairStatus::error}) {
+  for (const PairStatus status : test::everyStatus) {
     const QSize pill = StatusPill(status, font, shades).size();
     EXPECT_LE(pill.height(), table()->rowHeight(0));
     EXPECT_LE(pill.width() + 16, table()->columnWidth(3));

@@ -6,8 +6,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-
 TEST(Paths, KeepEveryByteOnTheWayThroughAUrl) {
   std::string name = "/photos/";
   for (int byte = 1; byte < 256; ++byte) {

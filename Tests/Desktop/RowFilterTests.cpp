@@ -2,17 +2,15 @@
 
 #include <vector>
 
+#include "Desktop/Support/AppTest.h"
 #include "Tollbrook/RowFilter.h"
 
 namespace tollbrook {
 namespace {
 
-constexpr PairStatus statuses[] = {PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
-                                   PairStatus::fixed, PairStatus::error};
-
 std::vector<PairStatus> shownBy(RowFilter filter) {
   std::vector<PairStatus> shown;
-  for (const PairStatus status : statuses) {
+  for (const PairStatus status : test::everyStatus) {
     if (shows(filter, status)) shown.push_back(status);
   }
   return shown;
@@ -24,18 +22,18 @@ TEST(RowFilter, IsOfferedInThisOrderByTheseTexts) {
     texts.push_back(rawValue(filter));
     EXPECT_EQ(label(filter), rawValue(filter));
   }
-  EXPECT_EQ(texts, (std::vector<QString>{QStringLiteral("All"), QStringLiteral("Ready"),
-                                         QStringLiteral("No sidecar"), QStringLiteral("Problems")}));
+  EXPECT_EQ(texts, (std::vector<QString>{"All"_s, "Ready"_s, "No sidecar"_s, "Problems"_s}));
 }
 
 TEST(RowFilter, IsFoundByItsExactTextOnly) {
   for (const RowFilter filter : rowFilters) EXPECT_EQ(rowFilterFromRawValue(rawValue(filter)), filter);
-  EXPECT_EQ(rowFilterFromRawValue(QStringLiteral("all")), std::nullopt);
+  EXPECT_EQ(rowFilterFromRawValue("all"_s), std::nullopt);
   EXPECT_EQ(rowFilterFromRawValue(QString()), std::nullopt);
 }
 
 TEST(RowFilter, ShowsEveryPairForAll) {
-  EXPECT_EQ(shownBy(RowFilter::all), std::vector<PairStatus>(std::begin(statuses), std::end(statuses)));
+  EXPECT_EQ(shownBy(RowFilter::all),
+            std::vector<PairStatus>(test::everyStatus.begin(), test::everyStatus.end()));
 }
 
 TEST(RowFilter, CountsAFixedPairAsReady) {

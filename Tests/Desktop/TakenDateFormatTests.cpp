@@ -10,8 +10,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-
 const TimePoint taken = fromEpoch(1425445567);  // 2015-03-04 05:06:07 UTC
 
 QString plain(QString text) { return text.replace(u'\u202F', u' ').replace(u'\u00A0', u' '); }

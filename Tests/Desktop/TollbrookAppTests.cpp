@@ -19,11 +19,10 @@
 namespace tollbrook {
 namespace {
 
-using std::filesystem::path;
 using test::FolderLock;
 using test::hasTakenDate;
-using test::operator""_s;
-using test::waitUntil;
+using test::isBeingWritten;
+using test::settle;
 using testing::ElementsAre;
 
 class TollbrookAppTest : public test::PhotosTest {
@@ -52,19 +51,7 @@ class TollbrookAppTest : public test::PhotosTest {
   MainWindow& window() { return app_->window(); }
   Actions& actions() { return window().actions(); }
 
-  bool waitUntilIdle() {
-    return waitUntil([this] { return !model().isScanning() && !model().isApplying(); });
-  }
-
-  // A video that takes about a second to write into.
-  path addLongVideo(std::string_view name) const {
-    test::writeMp4(root() / name, 1U << 29U);
-    test::writeFile(test::sidecarOf(root() / name), test::sidecarJson());
-    return root() / name;
-  }
-  static bool isBeingWritten(const path& file) {
-    return std::filesystem::exists(file.native() + "_exiftool_tmp");
-  }
+  bool waitUntilIdle() { return test::waitUntilIdle(model()); }
 
   // Which of the four commands can be given, as letters.
   std::string enabled() {
@@ -204,8 +191,7 @@ TEST_F(TollbrookAppTest, ContinuesNothingWhenItIsStartedWithAFolder) {
   const path other = temporary_ / "other";
   std::filesystem::create_directory(other);
   open(other);
-  EXPECT_TRUE(model().stopAndWait(std::chrono::seconds(30)));
-  QCoreApplication::processEvents();
+  EXPECT_TRUE(settle(model()));
   EXPECT_EQ(model().folder(), other);
   EXPECT_FALSE(hasTakenDate(photo));
 }

@@ -15,8 +15,6 @@
 namespace tollbrook {
 namespace {
 
-using test::operator""_s;
-
 // Every text in a language of its own: that of the sources, in brackets.
 class Bracketing : public QTranslator {
  public:

@@ -9,10 +9,24 @@ namespace tollbrook::test {
 
 bool waitUntil(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
+bool waitUntilIdle(const AppModel& model) {
+  return waitUntil([&] { return !model.isBusy(); });
+}
+
+testing::AssertionResult settle(AppModel& model) {
+  if (!model.stopAndWait(std::chrono::seconds(30))) return testing::AssertionFailure() << "it goes on";
+  QCoreApplication::processEvents();
+  return testing::AssertionSuccess();
+}
+
 RestoreOptions datesOnly() {
   RestoreOptions options = defaultRestoreOptions();
   options.writeEmbedded = false;
   return options;
+}
+
+bool isBeingWritten(const std::filesystem::path& file) {
+  return std::filesystem::exists(file.native() + "_exiftool_tmp");
 }
 
 testing::AssertionResult hasTakenDate(const std::filesystem::path& file) {
@@ -39,6 +53,12 @@ void PhotosTest::addPairs(int count) const {
 
 std::filesystem::path PhotosTest::addLonePhoto(std::string_view name) const {
   writeFile(root_ / name, tinyJpeg());
+  return root_ / name;
+}
+
+std::filesystem::path PhotosTest::addLongVideo(std::string_view name, std::uint32_t size) const {
+  writeMp4(root_ / name, size);
+  writeFile(sidecarOf(root_ / name), sidecarJson());
   return root_ / name;
 }
 
@@ -78,14 +98,16 @@ void AppTest::startAgain() {
                    [this] { statusLines_.push_back(model_->statusLine()); });
 }
 
-bool AppTest::waitUntilIdle() {
-  return waitUntil([this] { return !model_->isScanning() && !model_->isApplying(); });
-}
-
 void AppTest::scanRoot() {
   model_->setFolder(root());
   ASSERT_TRUE(model_->isScanning());
   ASSERT_TRUE(waitUntilIdle());
+}
+
+void AppTest::writeNothing() {
+  RestoreOptions options = model_->options();
+  options.writeFileDates = false;
+  model_->setOptions(options);
 }
 
 void AppTest::write() {

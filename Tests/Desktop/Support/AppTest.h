@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -21,8 +22,17 @@ inline QString operator""_s(const char* text, std::size_t size) {
   return QString::fromUtf8(text, static_cast<qsizetype>(size));
 }
 
+inline constexpr std::array everyStatus{PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
+                                        PairStatus::fixed, PairStatus::error};
+
 /// Lets the event loop turn until `condition` holds; false when it does not within a minute.
 bool waitUntil(const std::function<bool()>& condition);
+
+/// Lets it turn until the model neither scans nor writes.
+bool waitUntilIdle(const AppModel& model);
+
+/// Ends the model's work, its looks at the disk included, and lets the event loop take what they found.
+testing::AssertionResult settle(AppModel& model);
 
 /// A folder for photos and a job store of its own.
 class PhotosTest : public testing::Test {
@@ -40,6 +50,8 @@ class PhotosTest : public testing::Test {
   void addPairs(int count) const;
   /// A photo without sidecar.
   std::filesystem::path addLonePhoto(std::string_view name) const;
+  /// A video with its sidecar, of so many bytes: it takes exiftool about a second to write into half a GiB.
+  std::filesystem::path addLongVideo(std::string_view name, std::uint32_t size = 1U << 29U) const;
 
   /// The record of a folder's job; none when there is no job.
   std::optional<JobJournal::Record> record() const { return record(root_); }
@@ -68,11 +80,13 @@ class AppTest : public PhotosTest {
  protected:
   AppTest();
 
-  bool waitUntilIdle();
+  bool waitUntilIdle() { return test::waitUntilIdle(*model_); }
   /// Makes root() the folder and waits for the scan.
   void scanRoot();
   /// Writes and waits for the end, that of a rescan included.
   void write();
+  /// Lets every file that has a sidecar fail.
+  void writeNothing();
   /// Ends this model and begins another, as the program does when it is started again.
   void startAgain();
 
@@ -85,10 +99,20 @@ class AppTest : public PhotosTest {
 /// The options a user starts from, without embedded writing, which needs a child process.
 RestoreOptions datesOnly();
 
+/// Whether exiftool is writing into the file.
+bool isBeingWritten(const std::filesystem::path& file);
+
 /// Whether the file was last modified when its sidecar, one of writePair's default contents, says.
 testing::AssertionResult hasTakenDate(const std::filesystem::path& file);
 
 }  // namespace tollbrook::test
+
+/// What nearly every test names.
+namespace tollbrook {
+using std::filesystem::path;
+using test::operator""_s;
+using test::waitUntil;
+}  // namespace tollbrook
 
 /// Makes Qt's texts readable in the output of a failed test.
 QT_BEGIN_NAMESPACE
