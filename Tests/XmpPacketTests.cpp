@@ -62,27 +62,28 @@ TEST(UpdatedXmp, KeepsEverythingElse) {
   EXPECT_EQ(after->substr(after->find("</x:xmpmeta>")), before.substr(before.find("</x:xmpmeta>")));
 }
 
-TEST(UpdatedXmp, SetsTheDefaultLanguageOfADescription) {
-  const auto packet =
-      updatedXmp(packetOf("",
-                          "<dc:description><rdf:Alt><rdf:li xml:lang=\"de\">alt</rdf:li>"
-                          "<rdf:li xml:lang=\"x-default\">old</rdf:li></rdf:Alt></dc:description>"),
-                 everything());
-  ASSERT_TRUE(packet);
-  EXPECT_THAT(*packet, HasSubstr("<rdf:li xml:lang=\"de\">alt</rdf:li><rdf:li xml:lang=\"x-default\">a "
-                                 "&lt;new&gt; &amp; \"better\"\ncaption</rdf:li>"));
+TEST(UpdatedXmp, KeepsCarriageReturns) {
+  const auto after = updatedXmp(
+      packetOf(" xap:CreateDate=\"1\" other:one=\"a&#xD;&#xA;b\"", "<other:two>a&#xD;&#xA;b</other:two>"),
+      everything());
+  ASSERT_TRUE(after);
+  EXPECT_THAT(*after, HasSubstr("other:one=\"a&#13;&#10;b\""));
+  EXPECT_THAT(*after, HasSubstr("<other:two>a&#xD;\nb</other:two>"));
+  TargetTags target = everything();
+  target.caption = "two\r\nlines";
+  const auto captioned = updatedXmp(packetOf("", "<dc:description/>"), target);
+  ASSERT_TRUE(captioned);
+  EXPECT_THAT(*captioned, HasSubstr(">two&#xD;\nlines</rdf:li>"));
+  EXPECT_EQ(updatedXmp(*captioned, target), std::nullopt);
 }
 
-TEST(UpdatedXmp, AddsTheDefaultLanguageToAnEmptyDescription) {
-  for (const char* const alternatives : {"<rdf:Alt/>", "<rdf:Alt>\n </rdf:Alt>"}) {
-    const std::string before =
-        packetOf("", std::string("<dc:description>") + alternatives + "</dc:description>");
-    const auto packet = updatedXmp(before, everything());
-    ASSERT_TRUE(packet);
-    EXPECT_THAT(*packet, HasSubstr("<rdf:li xml:lang=\"x-default\">a &lt;new&gt; &amp; \"better\"\ncaption"
-                                   "</rdf:li></rdf:Alt></dc:description>"));
-    EXPECT_EQ(updatedXmp(*packet, everything()), std::nullopt);
-    EXPECT_EQ(updatedXmpWithCaption(before, everything()), packet);
+TEST(UpdatedXmp, MakesOneDateOfAList) {
+  for (const std::string form :
+       {"<xap:CreateDate><rdf:Seq><rdf:li>2001-01-01</rdf:li></rdf:Seq></xap:CreateDate>",
+        "<xap:CreateDate rdf:parseType=\"Resource\"><other:a>2001</other:a></xap:CreateDate>"}) {
+    const auto packet = updatedXmp(packetOf("", form), everything());
+    ASSERT_TRUE(packet) << form;
+    EXPECT_THAT(*packet, HasSubstr("><xap:CreateDate>2019-07-01T12:00:00+00:00</xap:CreateDate><")) << form;
   }
 }
 
@@ -91,8 +92,13 @@ TEST(UpdatedXmp, MakesAnAlternativeOfADescriptionInAnyOtherForm) {
       "<dc:description><rdf:Alt><rdf:li xml:lang=\"x-default\">a &lt;new&gt; &amp; \"better\"\ncaption"
       "</rdf:li></rdf:Alt></dc:description>";
   for (const std::string form :
-       {"<dc:description/>", "<dc:description></dc:description>", "<dc:description>\n </dc:description>",
-        "<dc:description>plain text</dc:description>", "<dc:description xml:lang=\"de\">alt</dc:description>",
+       {"<dc:description/>", "<dc:description></dc:description>",
+        "<dc:description><rdf:Alt/></dc:description>",
+        "<dc:description><rdf:Alt><rdf:li xml:lang=\"de\">alt</rdf:li></rdf:Alt></dc:description>",
+        "<dc:description><rdf:Alt><rdf:li xml:lang=\"x-default\">old</rdf:li><rdf:li xml:lang=\"de\">alt"
+        "</rdf:li></rdf:Alt></dc:description>",
+        "<dc:description>\n </dc:description>", "<dc:description>plain text</dc:description>",
+        "<dc:description xml:lang=\"de\">alt</dc:description>",
         "<dc:description rdf:parseType=\"Resource\"><rdf:value>text</rdf:value></dc:description>",
         "<dc:description><rdf:Bag><rdf:li>text</rdf:li></rdf:Bag></dc:description>"}) {
     const auto packet = updatedXmp(packetOf("", form + "<other:thing/>"), everything());

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/MetadataVerifier.h"
@@ -19,47 +20,47 @@ bool setText(pugi::xml_node element, const std::string& value) {
   return true;
 }
 
-bool setAlternative(pugi::xml_node alternatives, const std::string& value) {
-  pugi::xml_node chosen;
-  for (const pugi::xml_node item : alternatives.children()) {
-    if (!isNamed(item, rdfSpace, "li")) continue;
-    const std::string_view language = item.attribute("xml:lang").value();
-    if (!chosen || language == "x-default") chosen = item;
-  }
-  if (!chosen) {
-    chosen = alternatives.append_child((prefixOf(alternatives.name()) + "li").c_str());
-    chosen.append_attribute("xml:lang") = "x-default";
-  }
-  return setText(chosen, value);
+bool hasElements(pugi::xml_node element) {
+  return std::any_of(element.begin(), element.end(),
+                     [](pugi::xml_node child) { return child.type() == pugi::node_element; });
 }
 
-/// Whatever form the property had: it becomes one text for all languages.
-void makeAlternative(pugi::xml_node element, const std::string& value) {
+/// Takes away the form that the property had.
+void clear(pugi::xml_node element) {
   std::vector<pugi::xml_attribute> qualifiers;
   for (const pugi::xml_attribute attribute : element.attributes()) {
     if (!std::string_view(attribute.name()).starts_with("xmlns")) qualifiers.push_back(attribute);
   }
   for (const pugi::xml_attribute qualifier : qualifiers) element.remove_attribute(qualifier);
   element.remove_children();
-  const std::string name = prefixOf(element.parent().name()) + "Alt";
-  setAlternative(element.append_child(name.c_str()), value);
 }
 
-bool hasElements(pugi::xml_node element) {
-  return std::any_of(element.begin(), element.end(),
-                     [](pugi::xml_node child) { return child.type() == pugi::node_element; });
+/// Whether the alternatives are this text and no other.
+bool isAlternative(pugi::xml_node alternatives, const std::string& value) {
+  const auto items = alternatives.children();
+  std::vector<pugi::xml_node> elements;
+  std::copy_if(items.begin(), items.end(), std::back_inserter(elements),
+               [](pugi::xml_node item) { return item.type() == pugi::node_element; });
+  return elements.size() == 1 && isNamed(elements[0], rdfSpace, "li") &&
+         elements[0].attribute("xml:lang").value() == std::string_view("x-default") &&
+         elements[0].text().get() == value;
+}
+
+/// One text for all languages: what it was in another is no less old.
+bool setAlternative(pugi::xml_node element, const std::string& value) {
+  if (isAlternative(childNamed(element, rdfSpace, "Alt"), value)) return false;
+  clear(element);
+  const std::string prefix = prefixOf(element.parent().name());
+  pugi::xml_node item = element.append_child((prefix + "Alt").c_str()).append_child((prefix + "li").c_str());
+  item.append_attribute("xml:lang") = "x-default";
+  return setText(item, value);
 }
 
 bool setElement(pugi::xml_node element, const XmpProperty& property) {
-  if (property.isLanguageAlternative) {
-    if (const auto alternatives = childNamed(element, rdfSpace, "Alt")) {
-      return setAlternative(alternatives, property.value);
-    }
-    makeAlternative(element, property.value);
-    return true;
-  }
+  if (property.isLanguageAlternative) return setAlternative(element, property.value);
   if (const auto value = childNamed(element, rdfSpace, "value")) return setText(value, property.value);
-  return !hasElements(element) && setText(element, property.value);
+  if (hasElements(element)) clear(element);
+  return setText(element, property.value);
 }
 
 /// An attribute has no place for languages. Whether there was one.

@@ -82,10 +82,18 @@ std::vector<pugi::xml_node> XmpTree::descriptions() const {
 
 std::string XmpTree::packet() const {
   std::ostringstream text;
-  text << before_;
   document_.save(text, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
-  text << behind_;
-  return text.str();
+  std::string packet(before_);
+  for (const char byte : text.str()) {
+    // The one that was written as a reference; as it is, readers would make a line feed of it
+    // (XML 1.0, 2.11).
+    if (byte == '\r') {
+      packet += "&#xD;";
+    } else {
+      packet += byte;
+    }
+  }
+  return packet.append(behind_);
 }
 
 bool isNamed(std::string_view qualified, pugi::xml_node element, std::string_view space,
