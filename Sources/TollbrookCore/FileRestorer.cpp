@@ -45,10 +45,7 @@ bool hasRoomForCopy(const FileRestorer::Target& target) {
 
 // A folder can be moved away during a run, and another one take its place.
 bool isFolderAtItsPath(const FileRestorer::Target& target) {
-  struct stat held {};
-  struct stat named {};
-  return fstat(target.folder, &held) == 0 && stat(target.path.parent_path().c_str(), &named) == 0 &&
-         held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+  return Files::isAt(target.folder, target.path.parent_path());
 }
 
 }  // namespace
@@ -102,7 +99,6 @@ FileRestorer::EmbeddedStep FileRestorer::embed(const Target& target, const Sidec
 }
 
 FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarData& data) {
-  if (!data.hasAnything()) return {.result = MetadataWriter::Failed{"Sidecar has no usable metadata"}};
   // Until the lock was had, something else may have taken the file's place; a writer would enter a folder.
   struct stat status {};
   const bool isSomethingElse =

@@ -43,8 +43,8 @@ class FileRestorer {
   /// Waits until nobody else writes in the folder; none when `shouldCancel` says so first.
   static std::optional<Files::Lock> lockFolder(int folder, const std::function<bool()>& shouldCancel);
 
-  /// Writes what the options allow of `data`; the caller holds the folder's lock and has looked at
-  /// isToBeSkipped.
+  /// Writes what the options allow of `data`, which has something; the caller holds the folder's lock and has
+  /// looked at isToBeSkipped.
   Outcome write(const Target& target, const SidecarData& data);
 
   /// Ends the writer's children.

@@ -19,8 +19,6 @@
 namespace tollbrook::FolderWalker {
 namespace {
 
-constexpr int openFolderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
-
 constexpr std::string_view ownTemporaryPrefix = ".tollbrook-";
 constexpr std::string_view exifToolTemporaryMark = "_exiftool_tmp";
 
@@ -90,14 +88,9 @@ std::string Folder::relativePath(std::string_view name) const {
   return result.append(name);
 }
 
-bool Folder::isStillAtItsPath() const {
-  struct stat status {};
-  return stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
-}
-
 int Folder::descriptor() {
   if (descriptor_) return descriptor_.get();
-  Files::Descriptor again(open(path_.c_str(), openFolderFlags));
+  Files::Descriptor again = Files::openFolder(path_);
   struct stat status {};
   // Under the same path there may be another folder by now.
   if (!again || fstat(again.get(), &status) != 0 || status.st_dev != device_ || status.st_ino != inode_)
@@ -203,7 +196,7 @@ class Walk {
   Walk(bool recursive, Visitor& visitor) : recursive_(recursive), visitor_(visitor) {}
 
   void run(const std::filesystem::path& root) {
-    Files::Descriptor descriptor(open(root.c_str(), openFolderFlags));
+    Files::Descriptor descriptor = Files::openFolder(root);
     if (!descriptor) noteUnlessPassedOver(root, errno);
     enter(root, {}, std::move(descriptor));
     bool stopped = false;
@@ -247,7 +240,8 @@ class Walk {
       visitor_.lost(path);
       return;
     }
-    Files::Descriptor child(openat(parent, name, openFolderFlags | O_NOFOLLOW));
+    Files::Descriptor child(
+        openat(parent, name, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (!child) {
       noteUnlessPassedOver(path, errno);
       return;
@@ -320,7 +314,7 @@ void forEachMedia(
 }
 
 void cleanupTemps(const std::filesystem::path& folder) {
-  Folder opened(folder, {}, Files::Descriptor(open(folder.c_str(), openFolderFlags)));
+  Folder opened(folder, {}, Files::openFolder(folder));
   if (opened.descriptor_ && opened.read()) opened.removeLeftovers();
 }
 

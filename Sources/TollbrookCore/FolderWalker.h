@@ -33,8 +33,6 @@ class Folder {
   /// The open folder, for calls relative to it; stays open until the walk descends or leaves. -1 when it is
   /// gone.
   int descriptor();
-  /// Whether the folder's path still leads to it: calls by path could reach another folder else.
-  bool isStillAtItsPath() const;
   /// The JSON names, in directory order, hidden ones included, and the index over them; made on first use.
   const SidecarMatcher::Index& sidecars() const;
   /// Notes that a media file has the sidecar at this position; a position counts once.

@@ -1,8 +1,5 @@
 #include "TollbrookCore/JobJournal.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <utility>
 
@@ -18,10 +15,6 @@ std::string_view relativeText(std::string_view file, std::string_view root) {
   if (file == root) return file.size() > 1 ? file.substr(file.rfind('/') + 1) : file;
   const bool isBelow = file.size() > root.size() && file.starts_with(root) && file[root.size()] == '/';
   return isBelow ? file.substr(root.size() + 1) : file;
-}
-
-bool isSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 void throwIf(const std::error_code& error, const char* what, const std::filesystem::path& path) {
@@ -76,7 +69,7 @@ std::unique_ptr<JobJournal> JobJournal::open(const std::filesystem::path& root, 
 
 std::error_code JobJournal::claimDirectory(Claim& claim) {
   claim = Claim::gone;
-  Files::Descriptor directory(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Files::Descriptor directory = Files::openFolder(directory_);
   if (!directory) return errno == ENOENT ? std::error_code{} : Files::lastError();
   Files::Lock lock;
   if (lock.tryAcquire(directory.get()) == Files::Lock::Outcome::taken) {
@@ -84,11 +77,7 @@ std::error_code JobJournal::claimDirectory(Claim& claim) {
     return {};
   }
   // The lock is worth nothing on a directory that was removed, or replaced by another, while we took it.
-  struct stat locked {};
-  struct stat named {};
-  if (fstat(directory.get(), &locked) != 0) return Files::lastError();
-  if (stat(directory_.c_str(), &named) != 0) return errno == ENOENT ? std::error_code{} : Files::lastError();
-  if (!isSameFile(locked, named)) return {};
+  if (!Files::isAt(directory.get(), directory_)) return {};
   directoryHandle_ = std::move(directory);
   runLock_ = std::move(lock);
   claimed_ = true;
@@ -174,29 +163,25 @@ void JobJournal::note(std::int64_t written, std::int64_t skipped, std::int64_t f
     record_.skipped = skipped;
     record_.failed = failed;
     record_.alreadyDone = alreadyDone;
-    record_.updatedAt = now();
-    record_.phase = Phase::writing;
   }
-  saveMeta();
+  enter(Phase::writing);
 }
 
 void JobJournal::markWriting() {
+  if (isComplete()) enter(Phase::writing);
+}
+
+void JobJournal::enter(Phase phase) {
   {
     const std::lock_guard lock(mutex_);
-    if (record_.phase != Phase::complete) return;
-    record_.phase = Phase::writing;
+    record_.phase = phase;
     record_.updatedAt = now();
   }
   saveMeta();
 }
 
 void JobJournal::markComplete() {
-  {
-    const std::lock_guard lock(mutex_);
-    record_.phase = Phase::complete;
-    record_.updatedAt = now();
-  }
-  saveMeta();
+  enter(Phase::complete);
   const std::lock_guard lock(mutex_);
   log_.force();
 }

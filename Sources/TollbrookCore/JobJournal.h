@@ -163,6 +163,7 @@ class JobJournal {
   std::error_code claimDirectory(Claim& claim);
   void releaseDirectory();
   bool mayChange();
+  void enter(Phase phase);
   std::error_code saveMeta();
 
   const std::filesystem::path directory_;

@@ -1,7 +1,5 @@
 #include "TollbrookCore/MetadataWriter.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <map>
 
@@ -30,8 +28,7 @@ FileRestorer::Outcome restoreOne(FileRestorer& restorer, const RestoreOptions& o
                                  const std::filesystem::path& media, const SidecarData& data) {
   if (!data.hasAnything()) return {.result = Failed{"Sidecar has no usable metadata"}};
   const std::filesystem::path file = Files::standardized(media);
-  const Files::Descriptor folder(
-      open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+  const Files::Descriptor folder = Files::openFolder(file.parent_path());
   if (!folder) {
     const bool datesWanted = options.writeFileDates && writable(data).takenTime;
     return {.result = datesWanted ? datesNotSet(Files::lastError()) : Failed{"Nothing was written"}};

@@ -123,8 +123,8 @@ struct RestoreOutcome {
   std::int64_t skipped = 0;          ///< files left alone because their dates already matched
   std::int64_t deletedSidecars = 0;
   std::int64_t alreadyDone = 0;  ///< files passed over because the job lists them as finished
-  std::int64_t failed = 0;
-  bool cancelled = false;  ///< the run stopped early at the user's request
+  std::int64_t failed = 0;       ///< files attempted in vain, and what could not be read
+  bool cancelled = false;        ///< the run stopped early at the user's request
   std::vector<std::string>
       errors;  ///< one line per failure: file, ": " and the message; capped by the writer
 };

@@ -125,7 +125,7 @@ class Run : public FolderWalker::Visitor {
     }
     const FileRestorer::Outcome restored = restorer_.write(target, data);
     if (const auto* failed = std::get_if<MetadataWriter::Failed>(&restored.result)) {
-      sawEverything_ = sawEverything_ && folder.isStillAtItsPath();
+      sawEverything_ = sawEverything_ && Files::isAt(target.folder, folder.path());
       fail(*progress_.currentName, failed->message);
       return true;
     }

@@ -18,7 +18,7 @@ std::filesystem::path namedFolder(const std::filesystem::path& folder) {
 
 std::filesystem::path readableFolder(const std::filesystem::path& folder) {
   std::filesystem::path path = namedFolder(folder);
-  const Files::Descriptor opened(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+  const Files::Descriptor opened = Files::openFolder(path);
   // A folder that may be listed but not entered shows names and none of the files.
   if (!opened || faccessat(opened.get(), ".", X_OK, 0) != 0) {
     throw CannotStart(Console::shown(path) + ": " + Files::lastError().message());

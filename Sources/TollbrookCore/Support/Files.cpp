@@ -138,8 +138,19 @@ std::error_code readAll(int descriptor, std::size_t limit, std::string& bytes) {
   return error;
 }
 
+Descriptor openFolder(const std::filesystem::path& folder) {
+  return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+}
+
+bool isAt(int descriptor, const std::filesystem::path& path) {
+  struct stat held {};
+  struct stat named {};
+  return fstat(descriptor, &held) == 0 && stat(path.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+         held.st_ino == named.st_ino;
+}
+
 std::error_code syncFolder(const std::filesystem::path& folder) {
-  const Descriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor directory = openFolder(folder);
   if (!directory) return lastError();
   return syncFolder(directory.get());
 }

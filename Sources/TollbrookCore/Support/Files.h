@@ -37,6 +37,12 @@ class Descriptor {
 /// slash; links are kept. The empty path names nothing and stays empty.
 std::filesystem::path standardized(const std::filesystem::path& path);
 
+/// Opens a folder to look into it and for calls relative to it; empty, and errno, when it is missing or no
+/// folder.
+Descriptor openFolder(const std::filesystem::path& folder);
+/// Whether `path`, links followed, leads to what is open as `descriptor`.
+bool isAt(int descriptor, const std::filesystem::path& path);
+
 /// The error with this errno number.
 std::error_code errorOf(int number);
 /// The error that errno holds.
