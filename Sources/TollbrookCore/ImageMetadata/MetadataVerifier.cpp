@@ -72,11 +72,9 @@ void verifyXmp(std::string_view before, std::string_view after, const TargetTags
 void verifyIptc(std::string_view before, std::string_view after, std::string_view caption) {
   auto old = parseDatasets(before), now = parseDatasets(after);
   requireSame(charactersOf(now) == IptcCharacters::utf8);
-  const auto captions = std::count_if(now.begin(), now.end(), [&](const IptcDataset& one) {
-    requireSame(!one.isCaption() || one.value == caption);
-    return one.isCaption();
-  });
-  requireSame(captions == 1);
+  const auto isCaption = [](const IptcDataset& one) { return one.isCaption(); };
+  requireSame(std::count_if(now.begin(), now.end(), isCaption) == 1 &&
+              std::find_if(now.begin(), now.end(), isCaption)->value == caption);
   // A new record has a version besides.
   const bool isNew = old.empty();
   const auto isFree = [&](const IptcDataset& one) {

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <vector>
 
+#include "TollbrookCore/ImageMetadata/ByteSource.h"
 #include "TollbrookCore/ImageMetadata/MetadataVerifier.h"
 #include "TollbrookCore/ImageMetadata/XmpProperties.h"
 #include "TollbrookCore/ImageMetadata/XmpTree.h"
@@ -146,6 +147,8 @@ std::optional<std::string> updated(std::string_view packet, const TargetTags& ta
   if (!setProperties(*tree, target)) return std::nullopt;
   std::string result = tree->packet();
   verifyXmp(packet, result, target);
+  auto again = XmpTree::parse(result);
+  if (!again || setProperties(*again, target)) throw Refused("the XMP cannot be brought into line");
   return result;
 }
 
