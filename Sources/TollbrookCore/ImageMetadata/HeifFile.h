@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -46,6 +47,7 @@ struct Range {
   std::uint64_t end() const { return offset + length; }
   bool overlaps(const Range& other) const { return offset < other.end() && other.offset < end(); }
   bool holds(const Range& other) const { return offset <= other.offset && other.end() <= end(); }
+  auto operator<=>(const Range& other) const = default;  ///< by their places
 };
 
 struct File {

@@ -132,8 +132,7 @@ class Assembly {
       if (isPayload(location.item)) continue;
       for (const Range& range : rangesInFile(location)) ranges.push_back(range);
     }
-    std::sort(ranges.begin(), ranges.end(),
-              [](const Range& a, const Range& b) { return a.offset < b.offset; });
+    std::sort(ranges.begin(), ranges.end());
     std::vector<Range> joined;
     for (const Range& range : ranges) {
       if (joined.empty() || joined.back().end() < range.offset) {
@@ -215,8 +214,7 @@ class OwnPlaces {
         if (content.holds(range)) inside.push_back(range);
       }
     }
-    std::sort(inside.begin(), inside.end(),
-              [](const Range& a, const Range& b) { return a.offset < b.offset; });
+    std::sort(inside.begin(), inside.end());
     std::uint64_t covered = content.offset;
     for (const Range& range : inside) {
       if (range.offset != covered) return nullptr;

@@ -34,7 +34,7 @@ bool isNamed(pugi::xml_node element, std::string_view space, std::string_view na
 /// The first with that name; an empty one when there is none.
 pugi::xml_node childNamed(pugi::xml_node element, std::string_view space, std::string_view name);
 pugi::xml_attribute attributeNamed(pugi::xml_node element, std::string_view space, std::string_view name);
-/// The part of a name up to its colon, which included; empty when it has no prefix.
+/// The part of a name up to its colon, that included; empty when it has no prefix.
 std::string prefixOf(std::string_view qualified);
 
 }  // namespace tollbrook::ImageMetadata
