@@ -108,6 +108,15 @@ TEST(VerifyIptc, RefusesTextThatWasUtf8AndIsOtherBytes) {
       Refused);
 }
 
+TEST(VerifyIptc, RefusesTextWhereThereWasNone) {
+  const std::string before = dataset(2, 5, "") + dataset(2, 120, "old");
+  const std::string faceWithSmile = "\xF0\x9F\x98\x80";
+  for (const std::string& text : {std::string("x"), faceWithSmile}) {
+    const std::string after = utf8Declared + dataset(2, 5, text) + dataset(2, 120, "new");
+    EXPECT_THROW(verifyIptc(before, after, "new"), Refused) << text;
+  }
+}
+
 TEST(VerifyResources, TakesIptcAndItsDigestAlone) {
   const std::string before =
       resource(0x03ED, "abcd") + resource(0x0404, latin1Record) + resource(0x0425, std::string(16, 'd'));

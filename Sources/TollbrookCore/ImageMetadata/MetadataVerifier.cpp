@@ -19,11 +19,13 @@ std::string withoutProperties(std::string_view packet, const std::vector<XmpProp
   const auto tree = XmpTree::parse(packet);
   requireSame(tree.has_value());
   for (pugi::xml_node description : tree->descriptions()) {
-    for (const auto& [space, name, value, isLanguageAlternative] : properties) {
-      while (const auto attribute = attributeNamed(description, space, name)) {
+    for (const XmpProperty& property : properties) {
+      while (const auto attribute = attributeNamed(description, property.space, property.name)) {
         description.remove_attribute(attribute);
       }
-      while (const auto child = childNamed(description, space, name)) description.remove_child(child);
+      while (const auto child = childNamed(description, property.space, property.name)) {
+        description.remove_child(child);
+      }
     }
   }
   return tree->packet();
@@ -34,7 +36,8 @@ std::string windows1252(const std::string& utf8) {
   std::string bytes(static_cast<std::size_t>(text.length()), '\0');
   const auto length =
       text.extract(0, text.length(), bytes.data(), static_cast<std::uint32_t>(bytes.size()), "windows-1252");
-  return length == text.length() ? bytes : std::string();
+  bytes.resize(static_cast<std::size_t>(length));
+  return bytes;
 }
 
 /// Whether one says what the other did. Text may have been put into UTF-8 in between.
