@@ -6,8 +6,7 @@ namespace tollbrook {
 
 QString Summaries::of(const ScanReport& report) {
   if (report.mediaCount == 0) return tr("No photos or videos in this folder.");
-  const QString found =
-      tr("%1 of %2 files have sidecar metadata.").arg(report.matchedCount).arg(report.mediaCount);
+  QString found = tr("%1 of %2 files have sidecar metadata.").arg(report.matchedCount).arg(report.mediaCount);
   if (!report.listCapped) return found;
   return tr("%1 Showing a sample of %2 — every nested folder is still included when writing.")
       .arg(found)

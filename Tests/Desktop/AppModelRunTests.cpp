@@ -6,7 +6,6 @@
 
 #include "Desktop/Support/AppTest.h"
 #include "Support/CommandLine.h"
-#include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Tollbrook/AppModel.h"
 #include "Tollbrook/Paths.h"

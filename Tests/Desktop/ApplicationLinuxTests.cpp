@@ -6,7 +6,6 @@
 #include "Desktop/Support/AppTest.h"
 #include "Desktop/Support/Application.h"
 #include "Support/CommandLine.h"
-#include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Support/StandIn.h"
 #include "TollbrookCore/ExifTool.h"

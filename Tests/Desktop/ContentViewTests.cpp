@@ -9,7 +9,6 @@
 #include <QToolButton>
 
 #include "Desktop/Support/WindowTest.h"
-#include "Support/Fixtures.h"
 #include "Tollbrook/ContentView.h"
 #include "Tollbrook/DropFrame.h"
 #include "Tollbrook/Palette.h"

@@ -10,7 +10,6 @@
 
 #include "Desktop/Support/AppTest.h"
 #include "Support/CommandLine.h"
-#include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Tollbrook/Actions.h"
 #include "Tollbrook/TollbrookApp.h"
