@@ -37,13 +37,23 @@ std::vector<std::filesystem::path> CommandLine::jobs() const {
   return result;
 }
 
-std::string CommandLine::phase(const std::filesystem::path& folder) const {
+std::filesystem::path CommandLine::job(const std::filesystem::path& folder) const {
   for (const auto& job : jobs()) {
     if (!std::filesystem::exists(job / "job.json")) continue;
     const auto record = nlohmann::json::parse(readFile(job / "job.json"));
-    if (folder.empty() || record.at("folderPath") == folder.string()) return record.at("phase");
+    if (folder.empty() || record.at("folderPath") == folder.string()) return job;
   }
-  return "";
+  return {};
+}
+
+nlohmann::json CommandLine::record(const std::filesystem::path& folder) const {
+  const std::filesystem::path directory = job(folder);
+  return directory.empty() ? nlohmann::json() : nlohmann::json::parse(readFile(directory / "job.json"));
+}
+
+std::string CommandLine::phase(const std::filesystem::path& folder) const {
+  const nlohmann::json found = record(folder);
+  return found.is_null() ? "" : found.at("phase");
 }
 
 nlohmann::json oneDocument(const std::string& text) {

@@ -14,7 +14,10 @@ namespace tollbrook::test {
 /// The real command line with a job store of its own, run in a plain environment.
 class CommandLine {
  public:
-  explicit CommandLine(std::string program = TOLLBROOK_CLI) : program_(std::move(program)) {}
+  /// The store is in the folder for temporary files, or in `parent`.
+  explicit CommandLine(std::string program = TOLLBROOK_CLI,
+                       const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+      : program_(std::move(program)), store_(parent) {}
 
   /// What `run` runs, for tests that change something about it.
   Program::Call call(std::vector<std::string> arguments) const;
@@ -26,7 +29,11 @@ class CommandLine {
 
   /// The job directories, in any order.
   std::vector<std::filesystem::path> jobs() const;
-  /// The phase in the record of the job of `folder`, or of the only job; empty while there is none.
+  /// The directory of the job of `folder`, or of the only job; empty while no record names it.
+  std::filesystem::path job(const std::filesystem::path& folder = {}) const;
+  /// Its record; null while there is none.
+  nlohmann::json record(const std::filesystem::path& folder = {}) const;
+  /// The phase in its record; empty while there is none.
   std::string phase(const std::filesystem::path& folder = {}) const;
   /// Whether nothing at all was written to the store.
   bool hasNoStore() const { return std::filesystem::is_empty(store_.path()); }

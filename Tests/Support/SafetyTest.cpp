@@ -117,7 +117,7 @@ testing::AssertionResult isDated(const fs::path& file, const SidecarContents& wa
                                      << *wanted.takenTime;
 }
 
-SafetyTest::SafetyTest(const fs::path& parent) : folder_(parent), store_(parent) {}
+SafetyTest::SafetyTest(const fs::path& parent) : folder_(parent), commandLine_(TOLLBROOK_CLI, parent) {}
 
 Photo SafetyTest::addPhoto(std::string_view name) {
   ++made_;
@@ -179,37 +179,13 @@ testing::AssertionResult SafetyTest::isWholeVideo(const Photo& video, std::uint3
   return testing::AssertionSuccess();
 }
 
-Program::Call SafetyTest::command(std::vector<std::string> arguments) const {
-  return {.program = TOLLBROOK_CLI,
-          .arguments = std::move(arguments),
-          .environment = {{"XDG_DATA_HOME", store_.path().string()}}};
-}
-
-fs::path SafetyTest::job(const fs::path& folder) const {
-  std::error_code none;
-  for (const auto& entry : fs::directory_iterator(store_ / "Tollbrook/jobs", none)) {
-    if (!fs::exists(entry.path() / "job.json")) continue;
-    const auto json = nlohmann::json::parse(readFile(entry.path() / "job.json"), nullptr, false);
-    if (json.value("folderPath", "") == folder) return entry.path();
-  }
-  return {};
-}
-
-nlohmann::json SafetyTest::record() const {
-  const fs::path directory = job();
-  return directory.empty() ? nlohmann::json() : nlohmann::json::parse(readFile(directory / "job.json"));
-}
-
 std::vector<std::string> SafetyTest::finished() const {
-  std::vector<std::string> lines;
   const fs::path directory = job();
-  if (directory.empty()) return lines;
+  if (directory.empty()) return {};
   const std::string log = readFile(directory / "done.log");
-  for (std::size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
-    lines.push_back(log.substr(at, end - at));
-  }
-  if (!lines.empty() && lines[0] == "v1") lines.erase(lines.begin());
-  return lines;
+  std::vector<std::string> whole = lines(log.substr(0, log.rfind('\n') + 1));
+  if (!whole.empty() && whole[0] == "v1") whole.erase(whole.begin());
+  return whole;
 }
 
 std::vector<std::string> SafetyTest::leftovers() const {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Support/CommandLine.h"
 #include "Support/Program.h"
 #include "Support/ReadBack.h"
 #include "Support/Sidecars.h"
@@ -42,7 +43,7 @@ class SafetyTest : public testing::Test {
   explicit SafetyTest(const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
   std::filesystem::path root() const { return folder_.path(); }
-  std::filesystem::path store() const { return store_.path(); }
+  std::filesystem::path store() const { return commandLine_.store(); }
   std::filesystem::path operator/(std::string_view name) const { return folder_ / name; }
 
   /// A photo of the kind that its name says, with a sidecar of its own contents.
@@ -54,14 +55,18 @@ class SafetyTest : public testing::Test {
   static testing::AssertionResult isWholeVideo(const Photo& video, std::uint32_t mediaSize);
 
   /// The command line with the test's job store.
-  Program::Call command(std::vector<std::string> arguments) const;
-  Program::Result run(std::vector<std::string> arguments) const { return Program::run(command(arguments)); }
+  Program::Call command(std::vector<std::string> arguments) const {
+    return commandLine_.call(std::move(arguments));
+  }
+  Program::Result run(std::vector<std::string> arguments) const {
+    return commandLine_.run(std::move(arguments));
+  }
 
   /// The job directory of the export, or of another folder; empty when no record names it.
-  std::filesystem::path job(const std::filesystem::path& folder) const;
+  std::filesystem::path job(const std::filesystem::path& folder) const { return commandLine_.job(folder); }
   std::filesystem::path job() const { return job(root()); }
   /// Its record; null when there is none.
-  nlohmann::json record() const;
+  nlohmann::json record() const { return commandLine_.record(root()); }
   /// The whole lines of its done.log behind the header.
   std::vector<std::string> finished() const;
 
@@ -75,7 +80,7 @@ class SafetyTest : public testing::Test {
 
  private:
   TemporaryFolder folder_;
-  TemporaryFolder store_;
+  CommandLine commandLine_;
   std::int64_t made_ = 0;
 };
 
