@@ -2,16 +2,42 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
+
+/// The attribute by which NTFS-3G tells and takes a file's creation date, on a disk that has none.
+static std::optional<std::string> ntfsCreationDate;
+
+static bool isNtfsCreationDate(const char* name) {
+  return ntfsCreationDate && std::string_view(name) == "system.ntfs_crtime_be";
+}
+
+extern "C" ssize_t fgetxattr(int descriptor, const char* name, void* value, size_t size) noexcept {
+  if (isNtfsCreationDate(name))
+    return static_cast<ssize_t>(ntfsCreationDate->copy(static_cast<char*>(value), size));
+  return syscall(SYS_fgetxattr, descriptor, name, value, size);
+}
+
+extern "C" int fsetxattr(int descriptor, const char* name, const void* value, size_t size,
+                         int flags) noexcept {
+  if (!isNtfsCreationDate(name))
+    return static_cast<int>(syscall(SYS_fsetxattr, descriptor, name, value, size, flags));
+  ntfsCreationDate->assign(static_cast<const char*>(value), size);
+  return 0;
+}
 
 namespace tollbrook::Platform {
 namespace {
@@ -34,6 +60,33 @@ TEST(FileAttributesOnLinux, IncludeExtendedAttributesOfAnySize) {
   EXPECT_EQ(readAttributes(fresh.get()), readAttributes(old.get()));
   ASSERT_EQ(readAttributes(fresh.get())->extended.size(), 2u);
   EXPECT_EQ(readAttributes(fresh.get())->extended.front().second, large);
+}
+
+// 2019-07-01 12:00:00.5 UTC in steps of 100 ns since 1601.
+constexpr std::uint64_t creationSteps = 132064560005000000;
+const TimePoint creation = fromEpoch(1561982400.5);
+
+TEST(SetFileDatesOnLinux, SetsTheCreationDateOfAnSmbShare) {
+  const TemporaryFolder folder;
+  test::writeFile(folder / "a.jpg", "x");
+  std::uint64_t held = 0;
+  if (setxattr((folder / "a.jpg").c_str(), "user.cifs.creationtime", &held, sizeof held, 0) != 0) {
+    GTEST_SKIP() << "the temporary folder's file system keeps no extended attributes";
+  }
+  ASSERT_FALSE(setFileDates(folder / "a.jpg", creation));
+  ASSERT_EQ(getxattr((folder / "a.jpg").c_str(), "user.cifs.creationtime", &held, sizeof held), 8);
+  EXPECT_EQ(held, creationSteps);
+}
+
+TEST(SetFileDatesOnLinux, SetsTheCreationDateOfAnNtfsVolume) {
+  const TemporaryFolder folder;
+  test::writeFile(folder / "a.jpg", "x");
+  ntfsCreationDate = std::string(8, '\0');
+  ASSERT_FALSE(setFileDates(folder / "a.jpg", creation));
+  std::uint64_t held = 0;
+  for (const char byte : *ntfsCreationDate) held = held << 8 | static_cast<unsigned char>(byte);
+  ntfsCreationDate.reset();
+  EXPECT_EQ(held, creationSteps);
 }
 
 TEST(IsOpenElsewhere, IsTrueWhileAnotherProgramHasTheFileOpen) {
