@@ -48,6 +48,35 @@ TEST(PrimaryImage, StaysAlone) {
   EXPECT_EQ(written(after), after);
 }
 
+TEST(PrimaryImage, LeavesNoPropertyOfAnother) {
+  const auto extent = [](char width) {
+    return isoBox("ispe", std::string(7, '\0') + width + std::string("\0\0\0\x30", 4));
+  };
+  const auto sized = [](std::uint32_t id, std::uint32_t width, const std::string& data) {
+    return HeifShape::Item{.id = id, .type = "hvc1", .data = data, .width = width};
+  };
+  HeifShape shape;
+  shape.items = {sized(1, 10, "first"), sized(2, 20, "second"), sized(3, 30, "third"),
+                 sized(4, 20, "fourth")};
+  shape.primary = 2;
+  const std::string before = makeHeif(shape);
+  ASSERT_THAT(before, HasSubstr(isoBox("ipco", extent(10) + extent(20) + extent(30))));
+  const std::string after = written(before), room = isoBox("free", std::string(12, '\0'));
+  EXPECT_THAT(after, HasSubstr(isoBox("ipco", room + extent(20) + room)));
+  EXPECT_EQ(metaOf(after).propertiesInUse(), std::set<std::uint32_t>{2});
+  EXPECT_EQ(written(after), after);
+}
+
+TEST(PrimaryImage, KeepsAPropertyThatNothingEverHad) {
+  HeifShape shape;
+  shape.items = {image(1, "first"), image(2, "second"), image(3, "third")};
+  shape.items[1].width = 20;
+  std::string file = makeHeif(shape);
+  // The second image gets the property of the first.
+  file[file.find("ipma") + 4 + 4 + 4 + 4 + 3] = 1;
+  EXPECT_THAT(written(file), HasSubstr(std::string("ispe\0\0\0\0\0\0\0\x14", 12)));
+}
+
 TEST(PrimaryImage, KeepsItsTilesThumbnailAuxiliaryImageAndMetadata) {
   HeifShape shape;
   shape.locationVersion = 1;

@@ -130,15 +130,17 @@ class Maker {
   }
 
   std::string properties() const {
-    std::string associations;
+    std::string associations, extents;
     std::size_t count = 0;
+    std::map<std::uint32_t, std::size_t> places;
     for (const auto& item : shape_.items) {
       if (!item.isImage) continue;
-      associations += id(item.id) + number(1, 1) + number(1, 1);
+      const auto [place, isNew] = places.emplace(item.width, places.size() + 1);
+      if (isNew) extents += fullBox("ispe", 0, 0, number(item.width, 4) + number(48, 4));
+      associations += id(item.id) + number(1, 1) + number(place->second, 1);
       ++count;
     }
-    const std::string extent = fullBox("ispe", 0, 0, number(64, 4) + number(48, 4));
-    return isoBox("iprp", isoBox("ipco", extent) +
+    return isoBox("iprp", isoBox("ipco", extents) +
                               fullBox("ipma", idWidth() == 2 ? 0 : 1, 0, number(count, 4) + associations));
   }
 

@@ -18,6 +18,7 @@ struct HeifShape {
     std::size_t parts = 1;        ///< that its data lie in
     std::string contentType;      ///< of a "mime" item
     std::string contentEncoding;  ///< of a "mime" item
+    std::uint32_t width = 64;     ///< of an image, in pixels; those of one width share the property
   };
   struct Reference {
     std::string type;

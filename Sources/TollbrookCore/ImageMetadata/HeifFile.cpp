@@ -36,6 +36,9 @@ void requireStillImage(std::string_view handler) {
 
 void parseProperties(std::string_view content, Meta& meta) {
   for (const Box& box : boxesIn(content)) {
+    const bool isSecond = std::any_of(meta.propertyBoxes.begin(), meta.propertyBoxes.end(),
+                                      [](const Meta::Child& child) { return child.type == "ipco"; });
+    if (box.type == "ipco" && isSecond) throw Refused("a box is there twice");
     meta.propertyBoxes.push_back({box.type, std::string(box.whole)});
     if (box.type == "ipma") meta.properties.push_back(PropertyTable::parse(box.content));
   }
@@ -163,6 +166,16 @@ std::set<std::uint32_t> Meta::entities() const {
   for (const Item& item : items.items) entities.insert(item.id);
   for (const EntityGroup& group : groups) entities.insert(group.id);
   return entities;
+}
+
+std::set<std::uint32_t> Meta::propertiesInUse() const {
+  std::set<std::uint32_t> places;
+  for (const PropertyTable& table : properties) {
+    for (const auto& association : table.associations) {
+      for (const std::uint32_t property : association.properties) places.insert(table.place(property));
+    }
+  }
+  return places;
 }
 
 File File::read(const ByteSource& file) {

@@ -37,6 +37,8 @@ struct Meta {
   bool has(std::string_view child) const;
   /// What can have properties or be in a group: the items and the groups.
   std::set<std::uint32_t> entities() const;
+  /// The places in "ipco", from 1, of the properties that anything has.
+  std::set<std::uint32_t> propertiesInUse() const;
 };
 
 /// A part of a file.

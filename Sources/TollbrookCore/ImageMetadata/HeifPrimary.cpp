@@ -8,6 +8,8 @@
 namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
+constexpr std::size_t typeOffset = 4;
+
 /// Which items come along with an item.
 using Company = std::map<ItemId, std::vector<ItemId>>;
 
@@ -97,6 +99,23 @@ void removeMembers(Meta& meta) {
   }
 }
 
+// Readers that do not look who has a property would take one that is left over for the kept image's. The
+// others are known by their places, so it must not go.
+void freeProperties(Meta& meta, const std::set<std::uint32_t>& places) {
+  for (Meta::Child& child : meta.propertyBoxes) {
+    if (child.type != "ipco") continue;
+    const std::string before = child.whole;
+    std::uint32_t place = 0;
+    for (const Box& property : boxesIn(boxesIn(before).front().content)) {
+      if (!places.contains(++place)) continue;
+      const auto start = static_cast<std::size_t>(property.whole.data() - before.data());
+      child.whole.replace(start + typeOffset, property.type.size(), "free");
+      child.whole.replace(start + property.whole.size() - property.content.size(), property.content.size(),
+                          property.content.size(), '\0');
+    }
+  }
+}
+
 }  // namespace
 
 std::set<ItemId> itemsOfOtherImages(const Meta& meta) {
@@ -114,6 +133,7 @@ std::set<ItemId> itemsOfOtherImages(const Meta& meta) {
 
 void removeItems(Meta& meta, const std::set<ItemId>& items) {
   const auto isGone = [&](ItemId item) { return items.contains(item); };
+  std::set<std::uint32_t> unused = meta.propertiesInUse();
   std::erase_if(meta.items.items, [&](const Item& item) { return isGone(item.id); });
   std::erase_if(meta.locations.locations, [&](const auto& location) { return isGone(location.item); });
   std::erase_if(meta.references.references, [&](ReferenceTable::Reference& reference) {
@@ -124,6 +144,8 @@ void removeItems(Meta& meta, const std::set<ItemId>& items) {
     std::erase_if(table.associations, [&](const auto& association) { return isGone(association.item); });
   }
   removeMembers(meta);
+  for (const std::uint32_t place : meta.propertiesInUse()) unused.erase(place);
+  freeProperties(meta, unused);
 }
 
 std::string withoutSequenceBrands(std::string_view fileType) {

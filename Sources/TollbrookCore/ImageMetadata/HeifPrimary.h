@@ -13,7 +13,8 @@ namespace tollbrook::ImageMetadata::Heif {
 /// and hidden items that nothing refers to.
 std::set<ItemId> itemsOfOtherImages(const Meta& meta);
 
-/// Takes these items out of all tables, and out of the groups every member that is no item.
+/// Takes these items out of all tables, and out of the groups every member that is no item. A property that
+/// nothing has any more becomes a "free" box of the same size, filled with zeros.
 void removeItems(Meta& meta, const std::set<ItemId>& items);
 
 /// The content of a file type box without the brands that promise tracks; Refused when it ends within a

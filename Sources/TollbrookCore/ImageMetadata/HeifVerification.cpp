@@ -119,6 +119,29 @@ std::map<std::uint32_t, std::vector<std::uint32_t>> propertiesOf(const Meta& met
   return result;
 }
 
+std::vector<Box> propertiesIn(const Meta& meta) {
+  for (const Meta::Child& child : meta.propertyBoxes) {
+    if (child.type == "ipco") return boxesIn(boxesIn(child.whole).front().content);
+  }
+  return {};
+}
+
+void compareProperties(const Comparison& files, const std::set<std::uint32_t>& entities) {
+  requireSame(propertiesOf(files.old.meta, entities) == propertiesOf(files.now.meta, entities));
+  const auto old = propertiesIn(files.old.meta), now = propertiesIn(files.now.meta);
+  const auto wereUsed = files.old.meta.propertiesInUse(), areUsed = files.now.meta.propertiesInUse();
+  requireSame(old.size() == now.size());
+  for (std::uint32_t place = 1; place <= old.size(); ++place) {
+    const Box &before = old[place - 1], &after = now[place - 1];
+    if (wereUsed.contains(place) && !areUsed.contains(place)) {
+      requireSame(after.type == "free" && after.whole.size() == before.whole.size());
+      requireSame(after.content.find_first_not_of('\0') == std::string_view::npos);
+    } else {
+      requireSame(after.whole == before.whole);
+    }
+  }
+}
+
 void compareGroups(const Comparison& files, const std::set<std::uint32_t>& entities) {
   std::map<std::uint32_t, EntityGroup> old;
   for (const EntityGroup& group : files.old.meta.groups) old[group.id] = group;
@@ -133,7 +156,7 @@ void compareGroups(const Comparison& files, const std::set<std::uint32_t>& entit
 
 // The boxes of these types, and in them what a table stands for, are compared by what they mean.
 std::vector<std::string_view> otherChildren(const std::vector<Meta::Child>& children) {
-  constexpr std::array<std::string_view, 6> tables{"iloc", "iinf", "iref", "iprp", "ipma", "grpl"};
+  constexpr std::array<std::string_view, 7> tables{"iloc", "iinf", "iref", "iprp", "ipco", "ipma", "grpl"};
   std::vector<std::string_view> result;
   for (const Meta::Child& child : children) {
     if (std::find(tables.begin(), tables.end(), child.type) == tables.end()) result.push_back(child.whole);
@@ -175,7 +198,7 @@ void requireOnlyMetadataChanged(const File& old, const OutputPlan& after,
   compareData(files);
   compareReferences(files);
   const auto entities = now.meta.entities();
-  requireSame(propertiesOf(old.meta, entities) == propertiesOf(now.meta, entities));
+  compareProperties(files, entities);
   compareGroups(files, entities);
   requireSame(otherChildren(old.meta.children) == otherChildren(now.meta.children));
   requireSame(otherChildren(old.meta.propertyBoxes) == otherChildren(now.meta.propertyBoxes));
