@@ -1,7 +1,5 @@
 #include "TollbrookCore/ImageMetadata/Heif.h"
 
-#include <algorithm>
-
 #include "TollbrookCore/ImageMetadata/HeifFile.h"
 #include "TollbrookCore/ImageMetadata/HeifLayout.h"
 #include "TollbrookCore/ImageMetadata/HeifMetadata.h"
@@ -20,9 +18,6 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   // A new item must not get the number of one that goes.
   const std::vector<Payload> payloads = updateMetadata(file, meta, target);
   if (hasOthers) removeItems(meta, removed);
-  const bool isComplete = std::none_of(payloads.begin(), payloads.end(),
-                                       [](const Payload& payload) { return payload.isChanged(); });
-  if (isComplete && !hasOthers) return OutputPlan::copyOf(file);
   OutputPlan result = hasOthers ? layOutAnew(file, old, std::move(meta), payloads)
                                 : layOutInPlace(file, old, std::move(meta), payloads);
   requireOnlyMetadataChanged(old, result, payloads, removed);
