@@ -162,8 +162,15 @@ TEST(Png, RefusesARawProfileThatCannotBeRead) {
 }
 
 TEST(Png, RefusesATextThatWouldFillTheMemory) {
-  const std::string huge(std::size_t{40} << 20, '0');
+  const std::string huge(std::size_t{9} << 20, '0');
   expectRefused(withChunks(textChunk("zTXt", "Raw profile type exif", huge, true)));
+}
+
+TEST(Png, RefusesTextsThatWouldFillTheMemoryTogether) {
+  const std::string text =
+      textChunk("iTXt", xmpKeyword, packet + std::string(std::size_t{7} << 20, ' '), true);
+  EXPECT_NO_THROW(written(withChunks(text + text)));
+  expectRefused(withChunks(text + text + text));
 }
 
 TEST(Png, PutsTheCaptionIntoNewXmp) {

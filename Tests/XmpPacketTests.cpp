@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "Support/ImageTags.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
@@ -190,13 +192,31 @@ TEST(UpdatedXmp, LeavesWhatItCannotReadAlone) {
 }
 
 TEST(UpdatedXmp, LeavesAPacketAloneThatIsNestedTooDeeply) {
-  constexpr int levels = 1000000;
+  constexpr int levels = 60000;
   std::string nested;
   for (int i = 0; i < levels; ++i) nested += "<b>";
   for (int i = 0; i < levels; ++i) nested += "</b>";
   const std::string description =
       "<dc:description><rdf:Alt><rdf:li>" + nested + "</rdf:li></rdf:Alt></dc:description>";
   EXPECT_EQ(updatedXmp(packetOf("", description), everything()), std::nullopt);
+}
+
+TEST(UpdatedXmp, RefusesAPacketThatWouldFillTheMemory) {
+  const auto withElements = [](int count) {
+    std::string elements;
+    for (int i = 0; i < count; ++i) elements += "<a/>";
+    return packetOf(" xap:CreateDate=\"2001-01-01T01:01:01+00:00\"", elements);
+  };
+  const std::string small = withElements(0);
+  const auto others =
+      std::count(small.begin(), small.end(), '<') + std::count(small.begin(), small.end(), '=');
+  const int most = (1 << 17) - static_cast<int>(others);
+  EXPECT_NE(updatedXmp(withElements(most), everything()), std::nullopt);
+  EXPECT_THROW(updatedXmp(withElements(most + 1), everything()), Refused);
+  constexpr std::size_t largest = 16 << 20;
+  const auto padded = [&](std::size_t size) { return small + std::string(size - small.size(), ' '); };
+  EXPECT_NE(updatedXmp(padded(largest), everything()), std::nullopt);
+  EXPECT_THROW(updatedXmp(padded(largest + 1), everything()), Refused);
 }
 
 TEST(UpdatedXmp, LeavesAPacketAloneThatHasTooManyAttributes) {

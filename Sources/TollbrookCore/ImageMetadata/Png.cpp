@@ -59,8 +59,17 @@ class Editor {
     }
   }
 
+  // Chunks of a few bytes could each claim megabytes.
+  std::optional<Text> textOf(const Chunk& chunk) {
+    constexpr std::size_t most = std::size_t{16} << 20;
+    auto text = parseText(chunk.type, contentOf(file_, chunk));
+    if (text) textSize_ += text->text.size();
+    if (textSize_ > most) throw Refused("there is too much metadata");
+    return text;
+  }
+
   void updateXmpText(std::size_t index) {
-    auto text = parseText(chunks_[index].type, contentOf(file_, chunks_[index]));
+    auto text = textOf(chunks_[index]);
     if (!text) throw Refused("the XMP cannot be read");
     if (auto packet = updatedPacket(text->text)) {
       text->text = std::move(*packet);
@@ -71,7 +80,7 @@ class Editor {
   void updateProfile(std::size_t index, std::string_view name) {
     const bool isIptc = name == "iptc" || name == "8bim";
     if (!isIptc && name != "exif" && name != "APP1" && name != "xmp") return;
-    auto text = parseText(chunks_[index].type, contentOf(file_, chunks_[index]));
+    auto text = textOf(chunks_[index]);
     auto profile = text ? RawProfile::parse(text->text) : std::nullopt;
     if (!profile && isIptc) return;
     if (!profile) throw Refused("a raw profile cannot be read");
@@ -182,6 +191,7 @@ class Editor {
   std::vector<Chunk> chunks_;
   bool hasExif_ = false;
   bool hasXmp_ = false;
+  std::size_t textSize_ = 0;                    ///< of the metadata in text chunks that was read
   std::map<std::size_t, std::string> changed_;  ///< new chunks for old ones; empty for one that goes
   std::vector<std::string> inserted_;           ///< new chunks in front of the image data
 };

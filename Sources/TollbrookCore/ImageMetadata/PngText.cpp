@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t longestKeyword = 79;
 // No metadata is longer; a chunk of a few bytes could claim gigabytes.
-constexpr std::size_t longestText = std::size_t{32} << 20;
+constexpr std::size_t longestText = std::size_t{8} << 20;
 constexpr std::size_t bytesPerLine = 36;
 
 unsigned char* zlibBytes(char* bytes) { return reinterpret_cast<unsigned char*>(bytes); }

@@ -146,6 +146,7 @@ std::optional<std::string> updated(std::string_view packet, const TargetTags& ta
   if (addsCaption && !target.caption.empty()) addDescription(*tree);
   if (!setProperties(*tree, target)) return std::nullopt;
   std::string result = tree->packet();
+  tree.reset();  // the verification makes its own
   verifyXmp(packet, result, target);
   auto again = XmpTree::parse(result);
   if (!again || setProperties(*again, target)) throw Refused("the XMP cannot be brought into line");

@@ -7,7 +7,7 @@
 #include "TollbrookCore/ImageMetadata/TargetTags.h"
 
 /// XMP packets (ISO 16684-1), as they stand in a file, from wrapper to wrapper or without. Pure functions;
-/// what they return has been read again and compared.
+/// what they return has been read again and compared. Refused is a packet larger than any sound one.
 namespace tollbrook::ImageMetadata {
 
 /// What stands before a packet in JPEG files, and where one came from there.

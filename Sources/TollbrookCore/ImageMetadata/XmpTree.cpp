@@ -1,8 +1,9 @@
 #include "TollbrookCore/ImageMetadata/XmpTree.h"
 
+#include <algorithm>
 #include <iterator>
-#include <sstream>
 
+#include "TollbrookCore/ImageMetadata/ByteSource.h"
 #include "TollbrookCore/Support/Text.h"
 
 namespace tollbrook::ImageMetadata {
@@ -42,6 +43,33 @@ pugi::xml_node rdfRoot(const pugi::xml_document& document) {
   return isNamed(root, rdfSpace, "RDF") ? root : childNamed(root, rdfSpace, "RDF");
 }
 
+// A packet of a few bytes in compressed form, or one of nothing but empty elements, could make a tree that
+// fills the memory. Elements have a '<', attributes a '='.
+void requireSoundSize(std::string_view packet) {
+  constexpr std::size_t largest = std::size_t{16} << 20;
+  constexpr std::ptrdiff_t mostMarks = std::ptrdiff_t{1} << 17;
+  const auto marks = std::count_if(packet.begin(), packet.end(), [](char c) { return c == '<' || c == '='; });
+  if (packet.size() > largest || marks > mostMarks) throw Refused("the XMP is too large");
+}
+
+/// Appends to a string. A carriage return that was written as a reference stays one: as it is, readers would
+/// make a line feed of it (XML 1.0, 2.11).
+class StringWriter final : public pugi::xml_writer {
+ public:
+  explicit StringWriter(std::string& text) : text_(text) {}
+  void write(const void* data, std::size_t size) override {
+    std::string_view rest(static_cast<const char*>(data), size);
+    for (auto found = rest.find('\r'); found != rest.npos; found = rest.find('\r')) {
+      text_.append(rest.substr(0, found)).append("&#xD;");
+      rest.remove_prefix(found + 1);
+    }
+    text_.append(rest);
+  }
+
+ private:
+  std::string& text_;
+};
+
 /// What any sound packet stays below. Every look for the meaning of a prefix goes through the attributes of
 /// all elements above, and pugixml removes elements by recursion.
 class SizeCheck final : public pugi::xml_tree_walker {
@@ -57,6 +85,7 @@ class SizeCheck final : public pugi::xml_tree_walker {
 }  // namespace
 
 std::optional<XmpTree> XmpTree::parse(std::string_view packet) {
+  requireSoundSize(packet);
   const std::string_view element = elementIn(packet);
   if (element.empty() || !Text::isValidUtf8(packet)) return std::nullopt;
   XmpTree tree;
@@ -81,19 +110,10 @@ std::vector<pugi::xml_node> XmpTree::descriptions() const {
 }
 
 std::string XmpTree::packet() const {
-  std::ostringstream text;
-  document_.save(text, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
-  std::string packet(before_);
-  for (const char byte : text.str()) {
-    // The one that was written as a reference; as it is, readers would make a line feed of it
-    // (XML 1.0, 2.11).
-    if (byte == '\r') {
-      packet += "&#xD;";
-    } else {
-      packet += byte;
-    }
-  }
-  return packet.append(behind_);
+  std::string text(before_);
+  StringWriter writer(text);
+  document_.save(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+  return text.append(behind_);
 }
 
 bool isNamed(std::string_view qualified, pugi::xml_node element, std::string_view space,

@@ -14,7 +14,7 @@ constexpr std::string_view rdfSpace = "http://www.w3.org/1999/02/22-rdf-syntax-n
 /// A packet as a tree that can be changed.
 class XmpTree {
  public:
-  /// None when the packet cannot be read.
+  /// None when the packet cannot be read; Refused when it is larger than any sound one.
   static std::optional<XmpTree> parse(std::string_view packet);
 
   /// The elements that hold the properties, as attributes and as elements.
