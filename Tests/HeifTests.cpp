@@ -385,6 +385,65 @@ TEST(Heif, RefusesMoreReferencesThanAnyFileHas) {
   EXPECT_THROW(ReferenceTable::parse(table.content()), Refused);
 }
 
+TEST(Heif, RefusesMorePartsOfItemsThanAnyFileHas) {
+  LocationTable table;
+  for (ItemId item = 1; item <= 4; ++item) {
+    table.locations.push_back({.item = item, .extents = std::vector<LocationTable::Extent>(32768)});
+  }
+  EXPECT_NO_THROW(LocationTable::parse(table.content()));
+  table.locations.front().extents.push_back({});
+  EXPECT_THROW(LocationTable::parse(table.content()), Refused);
+}
+
+TEST(Heif, RefusesMorePropertiesThanAnyFileHas) {
+  PropertyTable table;
+  table.associations.assign(std::size_t{1} << 17, {1, {1, 2, 3, 4}});
+  EXPECT_NO_THROW(PropertyTable::parse(table.content()));
+  table.associations.front().properties.push_back(5);
+  EXPECT_THROW(PropertyTable::parse(table.content()), Refused);
+  table.associations.assign((std::size_t{1} << 17) + 1, {1, {}});
+  EXPECT_THROW(PropertyTable::parse(table.content()), Refused);
+}
+
+TEST(Heif, RefusesMoreGroupsThanAnyFileHas) {
+  HeifShape shape = withExif();
+  shape.groups.assign(10001, {"altr", 7, {}});
+  expectRefused(shape);
+  shape.groups.resize(1);
+  EXPECT_NO_THROW(written(makeHeif(shape)));
+}
+
+TEST(Heif, RefusesMoreXmpItemsThanAnyFileHas) {
+  HeifShape shape = withExif();
+  for (ItemId item = 10; item < 26; ++item) {
+    shape.items.push_back(
+        {.id = item, .type = "mime", .data = "XMP", .isImage = false, .contentType = "application/rdf+xml"});
+  }
+  EXPECT_NO_THROW(written(makeHeif(shape)));
+  shape.items.push_back(shape.items.back());
+  shape.items.back().id = 26;
+  expectRefused(shape);
+}
+
+TEST(Heif, RefusesTwoListsOfProperties) {
+  Meta meta = metaOf(makeHeif(withExif()));
+  meta.propertyBoxes.push_back({"free", isoBox("free", "")});
+  EXPECT_NO_THROW(Meta::parse(meta.content()));
+  meta.propertyBoxes.push_back({"ipco", isoBox("ipco", "")});
+  EXPECT_THROW(Meta::parse(meta.content()), Refused);
+}
+
+TEST(Heif, RefusesAMetaBoxOfMoreBoxesThanAnyFileHas) {
+  const Meta::Child room{"free", isoBox("free", "")};
+  for (const auto list : {&Meta::children, &Meta::propertyBoxes}) {
+    Meta meta = metaOf(makeHeif(withExif()));
+    (meta.*list).resize(100, room);
+    EXPECT_NO_THROW(Meta::parse(meta.content()));
+    (meta.*list).push_back(room);
+    EXPECT_THROW(Meta::parse(meta.content()), Refused);
+  }
+}
+
 TEST(Heif, SurvivesEveryWrongByte) {
   HeifShape shape = withExif();
   shape.groups.push_back({"altr", 50, {1}});

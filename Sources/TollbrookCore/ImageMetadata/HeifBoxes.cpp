@@ -10,6 +10,8 @@ constexpr std::uint64_t shortHeader = 8;
 constexpr std::uint64_t longHeader = 16;
 // More than the largest picture collection has; each costs a read.
 constexpr std::size_t mostFileBoxes = 4096;
+// The largest grid has 65536 tiles.
+constexpr std::size_t mostBoxes = 70000;
 
 struct Header {
   std::string type;
@@ -41,6 +43,7 @@ Header headerOf(std::string_view start, std::uint64_t available) {
 std::vector<Box> boxesIn(std::string_view bytes) {
   std::vector<Box> boxes;
   while (!bytes.empty()) {
+    if (boxes.size() == mostBoxes) throw Refused("a box holds too many others");
     const Header header = headerOf(bytes, bytes.size());
     if (header.reachesEnd) throw Refused("a box inside another has no size");
     const std::string_view whole = bytes.substr(0, header.size);

@@ -7,7 +7,10 @@ namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
 // Sixty-five thousand tiles need less.
-constexpr std::uint64_t largestMeta = std::uint64_t{16} << 20;
+constexpr std::uint64_t largestMeta = std::uint64_t{4} << 20;
+// Few have more than ten; they are looked through again and again.
+constexpr std::size_t mostChildren = 100;
+constexpr std::size_t mostGroups = 10000;
 // Items may share data, but not so that comparing them takes forever.
 constexpr std::uint64_t mostSharing = 16;
 
@@ -35,7 +38,9 @@ void requireStillImage(std::string_view handler) {
 }
 
 void parseProperties(std::string_view content, Meta& meta) {
-  for (const Box& box : boxesIn(content)) {
+  const auto boxes = boxesIn(content);
+  if (boxes.size() > mostChildren) throw Refused("there are too many boxes");
+  for (const Box& box : boxes) {
     const bool isSecond = std::any_of(meta.propertyBoxes.begin(), meta.propertyBoxes.end(),
                                       [](const Meta::Child& child) { return child.type == "ipco"; });
     if (box.type == "ipco" && isSecond) throw Refused("a box is there twice");
@@ -45,7 +50,9 @@ void parseProperties(std::string_view content, Meta& meta) {
 }
 
 void parseGroups(std::string_view content, Meta& meta) {
-  for (const Box& box : boxesIn(content)) meta.groups.push_back(EntityGroup::parse(box));
+  const auto boxes = boxesIn(content);
+  if (boxes.size() > mostGroups) throw Refused("there are too many groups");
+  for (const Box& box : boxes) meta.groups.push_back(EntityGroup::parse(box));
 }
 
 void parseChild(const Box& box, Meta& meta) {
@@ -120,7 +127,9 @@ Meta Meta::parse(std::string_view content) {
   FieldReader fields(content);
   const FullHeader header = FullHeader::read(fields);
   if (header.version != 0 || header.flags != 0) throw Refused("the meta box has an unknown form");
-  for (const Box& box : boxesIn(fields.rest())) parseChild(box, meta);
+  const auto boxes = boxesIn(fields.rest());
+  if (boxes.size() > mostChildren) throw Refused("there are too many boxes");
+  for (const Box& box : boxes) parseChild(box, meta);
   for (const std::string_view needed : {"hdlr", "pitm", "iloc", "iinf"}) {
     if (!meta.has(needed)) throw Refused("the meta box is not complete");
   }

@@ -10,8 +10,11 @@ namespace {
 
 constexpr std::size_t narrowId = 2;
 constexpr std::size_t wideId = 4;
-// A grid of images has as many tiles as 16 bits count; nothing real comes near this.
+// A grid of images has as many tiles as 16 bits count; nothing real comes near these.
 constexpr std::uint64_t mostReferences = std::uint64_t{1} << 18;
+constexpr std::uint64_t mostExtents = std::uint64_t{1} << 17;
+constexpr std::uint64_t mostAssociations = std::uint64_t{1} << 17;
+constexpr std::uint64_t mostProperties = std::uint64_t{1} << 19;
 
 std::size_t checkedWidth(std::uint64_t width) {
   if (width != 0 && width != 4 && width != 8) throw Refused("an item location has a field of an odd width");
@@ -83,9 +86,13 @@ LocationTable LocationTable::parse(std::string_view content) {
   if (table.header.version == 0 && last != 0) throw Refused("the item locations have an unknown form");
   table.indexWidth = checkedWidth(last);
   const std::uint64_t count = fields.number(idWidth(table));
+  if (count > mostExtents) throw Refused("there are too many item locations");
   std::set<ItemId> seen;
+  std::uint64_t extents = 0;
   for (std::uint64_t i = 0; i < count; ++i) {
     table.locations.push_back(parseLocation(table, fields));
+    extents += table.locations.back().extents.size();
+    if (extents > mostExtents) throw Refused("items lie in too many parts");
     if (!seen.insert(table.locations.back().item).second) throw Refused("an item lies in two places");
   }
   requireEnd(fields);
@@ -204,9 +211,13 @@ PropertyTable PropertyTable::parse(std::string_view content) {
   table.header = FullHeader::read(fields);
   if (table.header.version > 1) throw Refused("the item properties have an unknown form");
   const std::uint64_t count = fields.number(4);
+  if (count > mostAssociations) throw Refused("there are too many item properties");
+  std::uint64_t total = 0;
   for (std::uint64_t i = 0; i < count; ++i) {
     Association association{fields.number32(table.header.version == 0 ? narrowId : wideId), {}};
     const std::uint64_t properties = fields.number(1);
+    total += properties;
+    if (total > mostProperties) throw Refused("there are too many item properties");
     for (std::uint64_t j = 0; j < properties; ++j) {
       association.properties.push_back(fields.number32(table.propertyWidth()));
     }

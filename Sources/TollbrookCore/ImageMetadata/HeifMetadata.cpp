@@ -12,6 +12,8 @@ namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
 constexpr std::uint64_t largestPayload = std::uint64_t{16} << 20;
+// One is usual. Several could share their data, and be of any size together.
+constexpr std::size_t mostXmpItems = 16;
 constexpr std::string_view xmpType = "application/rdf+xml";
 
 bool isExif(const Item& item) { return item.type == "Exif"; }
@@ -38,10 +40,11 @@ std::vector<const Item*> describingPrimary(const Meta& meta, const Kind& isOfKin
   return result.empty() ? silent : result;
 }
 
-Payload payloadOf(const ByteSource& file, const Meta& meta, const Item& item) {
+Payload payloadOf(const ByteSource& file, const Meta& meta, const Item& item,
+                  std::uint64_t largest = largestPayload) {
   const auto* location = meta.locations.find(item.id);
   if (!location) throw Refused("an item of metadata has no data");
-  std::string bytes = itemBytes(file, meta, *location, largestPayload);
+  std::string bytes = itemBytes(file, meta, *location, largest);
   return {.item = item.id, .places = rangesInFile(*location), .before = bytes, .bytes = bytes};
 }
 
@@ -125,10 +128,13 @@ void updateExif(const ByteSource& file, Meta& meta, const TargetTags& target,
 
 void updateXmp(const ByteSource& file, Meta& meta, const TargetTags& target, std::vector<Payload>& payloads) {
   const auto items = describingPrimary(meta, isXmp);
+  if (items.size() > mostXmpItems) throw Refused("there are too many XMP items");
   bool needsCaption = true;
+  std::uint64_t left = largestPayload;
   for (const Item* item : items) {
     if (!item->isPlain) continue;
-    Payload payload = payloadOf(file, meta, *item);
+    Payload payload = payloadOf(file, meta, *item, left);
+    left -= payload.before.size();
     if (payload.before.empty()) continue;
     const auto packet =
         needsCaption ? updatedXmpWithCaption(payload.before, target) : updatedXmp(payload.before, target);
