@@ -28,12 +28,20 @@ int textLeft(int column) {
   return column == PairTableModel::file ? cellPadding + iconSide() + cellPadding : cellPadding;
 }
 
+/// Of a name its ends say most; of a date, its beginning.
+Qt::TextElideMode cutOf(int column) {
+  return column == PairTableModel::taken ? Qt::ElideRight : Qt::ElideMiddle;
+}
+
 }  // namespace
 
 PairTableDelegate::PairTableDelegate(const PairTableModel& model, QTableView& table)
-    : QStyledItemDelegate(&table), model_(model), table_(table), shades_(Appearance::current()) {
+    : QStyledItemDelegate(&table),
+      model_(model),
+      table_(table),
+      shades_(Appearance::current()),
+      glyphs_(table.font()) {
   restyle();
-  connect(&model_, &QAbstractItemModel::modelReset, this, &PairTableDelegate::forget);
 }
 
 void PairTableDelegate::restyle() {
@@ -47,12 +55,7 @@ void PairTableDelegate::restyle() {
     pills_.emplace_back(status, Typography::font(Typography::TextStyle::captionSemibold), shades_);
   }
   icons_ = {};
-  forget();
-}
-
-void PairTableDelegate::forget() {
-  laidOut_.clear();
-  laidOut_.resize(static_cast<std::size_t>(model_.rowCount()));
+  glyphs_ = GlyphText(table_.font());
 }
 
 int PairTableDelegate::leastWidth(int column) const {
@@ -97,26 +100,32 @@ void PairTableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     painter->drawPixmap(QRect(cell.left() + cellPadding, halfwayDown(cell, side), side, side),
                         icon(row.isVideo, selected));
   }
-  const bool absent = (index.column() == PairTableModel::taken && row.taken.isEmpty()) ||
-                      (index.column() == PairTableModel::sidecar && row.sidecar.isEmpty());
+  const QString& text = textOf(row, index.column());
+  const bool absent = &text == &noDate_ || &text == &noSidecar_;
   painter->setPen(selected ? selectedPen_ : absent ? absentPen_ : textPen_);
-  painter->setFont(table_.font());
-  painter->drawStaticText(cell.left() + textLeft(index.column()),
-                          halfwayDown(cell, table_.fontMetrics().height()), laidOut(index).text);
+  const QPoint place(cell.left() + textLeft(index.column()),
+                     halfwayDown(cell, table_.fontMetrics().height()));
+  glyphs_.draw(*painter, place, text, textWidth(index.column()), cutOf(index.column()));
 }
 
-const PairTableDelegate::LaidOut& PairTableDelegate::laidOut(const QModelIndex& index) const {
-  LaidOut& cell = laidOut_[static_cast<std::size_t>(index.row())][static_cast<std::size_t>(index.column())];
-  const int width = table_.columnWidth(index.column()) - textLeft(index.column()) - cellPadding;
-  if (cell.width == width) return cell;
-  cell.width = width;
-  // Of a name its ends say most; of a date, its beginning.
-  const auto cut = index.column() == PairTableModel::taken ? Qt::ElideRight : Qt::ElideMiddle;
-  cell.text.setTextFormat(Qt::PlainText);
-  cell.text.setText(
-      table_.fontMetrics().elidedText(model_.data(index, Qt::DisplayRole).toString(), cut, width));
-  cell.text.prepare(QTransform(), table_.font());
-  return cell;
+const QString& PairTableDelegate::textOf(const PairTableModel::Row& row, int column) const {
+  switch (column) {
+    case PairTableModel::taken:
+      return row.taken.isEmpty() ? noDate_ : row.taken;
+    case PairTableModel::sidecar:
+      return row.sidecar.isEmpty() ? noSidecar_ : row.sidecar;
+    default:
+      return row.file;
+  }
+}
+
+int PairTableDelegate::textWidth(int column) const {
+  return table_.columnWidth(column) - textLeft(column) - cellPadding;
+}
+
+QString PairTableDelegate::shown(const QModelIndex& index) const {
+  return glyphs_.cut(textOf(model_.row(index.row()), index.column()), textWidth(index.column()),
+                     cutOf(index.column()));
 }
 
 void PairTableDelegate::paintGround(QPainter& painter, const QStyleOptionViewItem& option,

@@ -1,25 +1,22 @@
 #pragma once
 
-#include <QFontMetrics>
 #include <QPen>
 #include <QPixmap>
-#include <QStaticText>
 #include <QStyledItemDelegate>
 #include <array>
 #include <vector>
 
 #include "Tollbrook/Appearance.h"
+#include "Tollbrook/GlyphText.h"
+#include "Tollbrook/PairTableModel.h"
 #include "Tollbrook/StatusPill.h"
 
 class QTableView;
 
 namespace tollbrook {
 
-class PairTableModel;
-
-/// Paints the rows of the table. A text is cut to its column and laid out when it is painted first, and again
-/// after its column, the font or the rows have changed; scrolling over rows that were shown before makes
-/// nothing.
+/// Paints the rows of the table. Painting a row takes no memory, whether it was shown before or not, unless
+/// its texts are of those that GlyphText leaves to Qt.
 class PairTableDelegate : public QStyledItemDelegate {
   Q_OBJECT
 
@@ -33,7 +30,7 @@ class PairTableDelegate : public QStyledItemDelegate {
   int rowHeight() const;
 
   /// What a cell shows: its text, cut to its column.
-  QString shown(const QModelIndex& index) const { return laidOut(index).text.text(); }
+  QString shown(const QModelIndex& index) const;
 
   /// To be called when the font or the palette has changed.
   void restyle();
@@ -43,28 +40,23 @@ class PairTableDelegate : public QStyledItemDelegate {
                  const QModelIndex& index) override;
 
  private:
-  static constexpr int textColumns = 3;
-
-  struct LaidOut {
-    QStaticText text;
-    int width = -1;  ///< of the column that it was cut for; -1 when it was not yet
-  };
-
-  const LaidOut& laidOut(const QModelIndex& index) const;
+  int textWidth(int column) const;
+  const QString& textOf(const PairTableModel::Row& row, int column) const;
   void paintGround(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
   const QPixmap& icon(bool video, bool selected) const;
-  void forget();
 
   const PairTableModel& model_;
   QTableView& table_;
   Appearance shades_;
-  // Made once: a pen takes memory.
+  // Made once: a text or a pen takes memory.
+  const QString noDate_ = PairTableModel::noDate();
+  const QString noSidecar_ = PairTableModel::noSidecar();
   QPen textPen_;
   QPen absentPen_;
   QPen selectedPen_;
   std::vector<StatusPill> pills_;
   mutable std::array<std::array<QPixmap, 2>, 2> icons_;
-  mutable std::vector<std::array<LaidOut, textColumns>> laidOut_;
+  GlyphText glyphs_;
 };
 
 }  // namespace tollbrook

@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFontMetrics>
+#include <QImage>
+#include <QPainter>
+
+#include "Desktop/Support/AppTest.h"
+#include "Tollbrook/GlyphText.h"
+
+namespace tollbrook {
+namespace {
+
+class GlyphTextTest : public testing::Test {
+ protected:
+  // What `draw` leaves on a white page.
+  template <typename Draw>
+  static QImage page(const Draw& draw) {
+    QImage image(400, 40, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    painter.setPen(Qt::black);
+    painter.setFont(QApplication::font());
+    draw(painter);
+    return image;
+  }
+  QImage drawn(const QString& text, int width = 400) const {
+    return page(
+        [&](QPainter& painter) { glyphs_.draw(painter, QPoint(10, 10), text, width, Qt::ElideMiddle); });
+  }
+  QImage drawnByQt(const QString& text) const {
+    return page([&](QPainter& painter) { painter.drawText(10, 10 + metrics_.ascent(), text); });
+  }
+
+  const QFontMetrics metrics_{QApplication::font()};
+  const GlyphText glyphs_{QApplication::font()};
+};
+
+TEST_F(GlyphTextTest, LooksAsQtDrawsIt) {
+  const QImage empty = page([](QPainter&) {});
+  for (const QString& text : {"IMG_1203.HEIC"_s, "28 Sept 2020, 12:04"_s, "—"_s, "Łódź, Ωμέγα, Ёжик"_s}) {
+    ASSERT_NE(drawnByQt(text), empty) << text.toStdString();
+    EXPECT_EQ(drawn(text), drawnByQt(text)) << text.toStdString();
+  }
+}
+
+TEST_F(GlyphTextTest, LeavesToQtWhatIsMoreThanGlyphsInARow) {
+  for (const QString& text : {"cafe\u0301.jpg"_s, "שלום.jpg"_s, "東京.jpg"_s, "🎉.jpg"_s}) {
+    EXPECT_EQ(drawn(text), drawnByQt(text)) << text.toStdString();
+  }
+}
+
+TEST_F(GlyphTextTest, CutsATextWhereItIsToldTo) {
+  const QString text = "abcdefghijklmnopqrstuvwxyz"_s;
+  for (int width = 0; width <= metrics_.horizontalAdvance(text) + 2; ++width) {
+    const QString middle = glyphs_.cut(text, width, Qt::ElideMiddle);
+    const QString right = glyphs_.cut(text, width, Qt::ElideRight);
+    if (right == text) {
+      EXPECT_EQ(middle, text);
+      EXPECT_LE(metrics_.horizontalAdvance(text), width + 1);
+      continue;
+    }
+    EXPECT_TRUE(right.endsWith(u'…'));
+    EXPECT_TRUE(text.startsWith(right.chopped(1)));
+    const QStringList ends = middle.split(u'…');
+    ASSERT_EQ(ends.size(), 2);
+    EXPECT_TRUE(text.startsWith(ends[0]) && text.endsWith(ends[1]));
+    EXPECT_LE(std::abs(ends[0].size() - ends[1].size()), 1);
+    for (const QString& cut : {right, middle}) {
+      // The ellipsis is never left out.
+      EXPECT_TRUE(cut.size() == 1 || metrics_.horizontalAdvance(cut) <= width + 1) << cut.toStdString();
+    }
+  }
+  EXPECT_EQ(glyphs_.cut(text, 1000, Qt::ElideMiddle), text);
+}
+
+TEST_F(GlyphTextTest, DrawsWhatItSaysThatItCuts) {
+  const QString text = "IMG_1203.HEIC.supplemental-metadata.json"_s;
+  const QString cut = glyphs_.cut(text, 100, Qt::ElideMiddle);
+  ASSERT_NE(cut, text);
+  EXPECT_EQ(drawn(text, 100), drawn(cut));
+}
+
+}  // namespace
+}  // namespace tollbrook
