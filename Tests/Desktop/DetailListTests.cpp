@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QLabel>
@@ -36,10 +37,22 @@ class DetailListTest : public test::WindowTest {
   QPoint middleOf(int row) const { return table()->visualRect(table()->model()->index(row, 0)).center(); }
   void select(int row) const { QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, middleOf(row)); }
 
+  // What the system sends for a right click there.
+  void rightClick(const QPoint& place) const {
+    QWidget* const viewport = table()->viewport();
+    QTest::mouseClick(viewport, Qt::RightButton, {}, place);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, place, viewport->mapToGlobal(place));
+    QApplication::sendEvent(viewport, &event);
+  }
+
   // The items of the menu that a right click on a row opens; chooses one of them.
   QStringList contextMenu(int row, const QString& choice = {}) const {
-    QTest::mouseClick(table()->viewport(), Qt::RightButton, {}, middleOf(row));
-    Q_EMIT table()->customContextMenuRequested(middleOf(row));
+    rightClick(middleOf(row));
+    return openMenu(choice);
+  }
+
+  // The items of the menu that is open, which ends with this.
+  QStringList openMenu(const QString& choice = {}) const {
     auto* menu = window_->findChild<QMenu*>("pairMenu"_s);
     if (menu == nullptr) return {};
     QStringList items;
@@ -220,10 +233,24 @@ TEST_F(DetailListTest, RevealsNoSidecarWhereThereIsNone) {
   EXPECT_THAT(contextMenu(0), ElementsAre("Reveal in Finder"_s));
 }
 
+TEST_F(DetailListTest, OpensItsContextMenuByTheKeyboard) {
+  const path photo = addPair("a.jpg");
+  scanRoot();
+  select(0);
+  table()->setFocus();
+  ASSERT_EQ(QApplication::focusWidget(), table());
+  // Where the pointer is does not matter to the menu key.
+  const QPoint place(3, 3);
+  QContextMenuEvent event(QContextMenuEvent::Keyboard, place, table()->mapToGlobal(place));
+  QApplication::sendEvent(QApplication::focusWidget(), &event);
+  EXPECT_THAT(openMenu("Reveal in Finder"_s), ElementsAre("Reveal in Finder"_s, "Reveal sidecar JSON"_s));
+  EXPECT_THAT(fileManager_.revealed, ElementsAre(photo));
+}
+
 TEST_F(DetailListTest, HasNoContextMenuWithoutASelection) {
   addPair("a.jpg");
   scanRoot();
-  Q_EMIT table()->customContextMenuRequested(QPoint(5, table()->viewport()->height() - 5));
+  rightClick(QPoint(5, table()->viewport()->height() - 5));
   EXPECT_EQ(window_->findChild<QMenu*>("pairMenu"_s), nullptr);
 }
 
