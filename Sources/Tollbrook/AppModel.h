@@ -165,7 +165,7 @@ class AppModel : public QObject {
   Latest<std::int64_t> scanProgress_;
   Latest<WorkProgress> writeProgress_;
   std::unique_ptr<QThread> worker_;  ///< the scan or the write
-  QThreadPool lookups_;              ///< short looks at the disk
+  QThreadPool lookups_{this};        ///< short looks at the disk
 };
 
 }  // namespace tollbrook

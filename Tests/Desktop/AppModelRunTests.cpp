@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QSignalSpy>
-#include <QTest>
+#include <QThreadPool>
 #include <chrono>
 
 #include "Desktop/Support/AppTest.h"
@@ -162,7 +162,10 @@ TEST_F(AppModelRunTest, IgnoresADropWhileItWrites) {
   FolderLock lock(root());
   model_->apply();
   EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(temporary_.path())}));
-  QTest::qWait(100);
+  // What was dropped is found to be a folder while the run is still held.
+  ASSERT_TRUE(model_->findChild<QThreadPool*>()->waitForDone());
+  QCoreApplication::processEvents();
+  ASSERT_TRUE(model_->isApplying());
   lock.release();
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_EQ(model_->folder(), root());
@@ -178,6 +181,16 @@ TEST_F(AppModelRunTest, DoesNotScanAgainAfterACappedScan) {
             "included when writing."_s);
   write();
   EXPECT_EQ(model_->statusLine(), "1 dated · 4000 already finished"_s);
+}
+
+TEST_F(AppModelRunTest, Scans3999FilesAgain) {
+  addFinishedPhotos(3998);
+  addPair("IMG_1.jpg");
+  scanRoot();
+  statusLines_.clear();
+  write();
+  EXPECT_THAT(statusLines_, Contains("1 dated · 3998 already finished"_s));
+  EXPECT_EQ(model_->statusLine(), "1 of 3999 files have sidecar metadata."_s);
 }
 
 TEST_F(AppModelRunTest, DoesNotScan4000FilesAgain) {

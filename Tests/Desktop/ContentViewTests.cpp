@@ -148,7 +148,7 @@ TEST_F(ContentViewTest, TakesTheFolderOfADroppedFile) {
 
 TEST_F(ContentViewTest, IgnoresADroppedPathThatIsGone) {
   EXPECT_TRUE(drop(*dragged({root() / "gone"})));
-  QTest::qWait(100);
+  EXPECT_TRUE(test::settle(*model_));
   EXPECT_EQ(model_->folder(), std::nullopt);
 }
 
