@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
+#include <time.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <iostream>
 #include <limits>
 
 #include "Desktop/Support/AppTest.h"
@@ -27,6 +29,22 @@ TEST(TakenDateFormatTest, UsesTheTimeZone) {
   // In summer that zone is an hour later.
   EXPECT_EQ(plain(TakenDateFormat("en_GB", u"America/New_York").text(fromEpoch(1435986367))),
             "4 Jul 2015, 01:06"_s);
+}
+
+// Ends this program with the taken date on standard error, as it reads in this zone.
+[[noreturn]] void printDateIn(const char* timeZone) {
+  qputenv("TZ", timeZone);
+  qputenv("LC_ALL", "en_GB.UTF-8");
+  tzset();
+  std::cerr << plain(TakenDateFormat().text(taken)).toStdString() << std::endl;
+  std::exit(EXIT_SUCCESS);
+}
+
+// A program has the time zone that it was started in; each of these is one of its own.
+TEST(TakenDateFormatDeathTest, TakesTheTimeZoneOfTheEnvironment) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(printDateIn("Asia/Tokyo"), testing::ExitedWithCode(0), "4 Mar 2015, 14:06");
+  EXPECT_EXIT(printDateIn("America/New_York"), testing::ExitedWithCode(0), "4 Mar 2015, 00:06");
 }
 
 TEST(TakenDateFormatTest, TakesTheLocaleOfTheEnvironment) {
