@@ -109,8 +109,7 @@ TEST_F(AccessibilityTest, ShowsTheFocusOnceTheKeyboardIsUsed) {
   }
 }
 
-// Qt tells screen readers of every change of a value that it knows as one.
-TEST_F(AccessibilityTest, AnnouncesProgress) {
+TEST_F(AccessibilityTest, KnowsTheProgressAsAValue) {
   addPairs(50);
   scanRoot();
   auto* bar = find<QProgressBar>("progress");
