@@ -1,14 +1,17 @@
-#include "FirstPaint.h"
-#include "Tollbrook/Icons.h"
-#include "Tollbrook/Style.h"
-#include "Tollbrook/TollbrookApp.h"
+#include <QTemporaryDir>
+#include <optional>
 
+#include "FirstPaint.h"
+#include "Tollbrook/RunProgram.h"
+#include "Tollbrook/TollbrookApp.h"
+#include "TollbrookCore/JobJournal.h"
+
+// The program as it is, on a job store of its own.
 int main(int argc, char** argv) {
   const QApplication application(argc, argv);
-  QApplication::setWindowIcon(tollbrook::Icons::icon(tollbrook::Icons::Symbol::application));
-  QApplication::setStyle(new tollbrook::Style);
-  tollbrook::TollbrookApp app;
-  const tollbrook::bench::FirstPaint end(app.window());
-  app.open(std::nullopt);
-  return QApplication::exec();
+  const QTemporaryDir store;
+  tollbrook::JobJournal::setBaseDirectoryOverride(store.path().toStdString());
+  std::optional<tollbrook::bench::FirstPaint> end;
+  return tollbrook::runProgram(argc, argv,
+                               {.onStart = [&](tollbrook::TollbrookApp& app) { end.emplace(app.window()); }});
 }

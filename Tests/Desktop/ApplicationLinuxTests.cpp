@@ -1,6 +1,11 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
+#include <array>
+#include <fstream>
+#include <set>
 #include <sstream>
 
 #include "Desktop/Support/AppTest.h"
@@ -9,6 +14,7 @@
 #include "Support/ReadBack.h"
 #include "Support/StandIn.h"
 #include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook {
 namespace {
@@ -20,6 +26,42 @@ using test::hasTakenDate;
 using test::Program;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+// Notes what is opened in a folder from now on, by any program.
+class OpenedIn {
+ public:
+  explicit OpenedIn(const path& folder) : events_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    EXPECT_GE(inotify_add_watch(events_.get(), folder.c_str(), IN_OPEN), 0);
+  }
+
+  // Whether this file was opened; with an empty name, the folder itself.
+  bool has(const std::string& name) {
+    alignas(inotify_event) std::array<char, 4096> buffer;
+    for (ssize_t size; (size = read(events_.get(), buffer.data(), buffer.size())) > 0;) {
+      for (const char* at = buffer.data(); at < buffer.data() + size;) {
+        const auto& event = *reinterpret_cast<const inotify_event*>(at);
+        names_.insert(event.len > 0 ? event.name : "");
+        at += sizeof event + event.len;
+      }
+    }
+    return names_.contains(name);
+  }
+
+ private:
+  const Files::Descriptor events_;
+  std::set<std::string> names_;
+};
+
+// The processes that a program has started and that have not ended.
+std::vector<pid_t> childrenOf(const Program& program) {
+  std::vector<pid_t> children;
+  const path threads = "/proc/" + std::to_string(program.process()) + "/task";
+  for (const auto& thread : std::filesystem::directory_iterator(threads)) {
+    std::ifstream list(thread.path() / "children");
+    for (pid_t child; list >> child;) children.push_back(child);
+  }
+  return children;
+}
 
 // Drives the built program, without a display, from outside.
 class ApplicationTest : public test::PhotosTest {
@@ -63,12 +105,41 @@ TEST_F(ApplicationTest, FinishesTheFileInHandWhenItIsTerminated) {
   EXPECT_EQ(application_.phase(root()), JobJournal::Phase::writing);
 }
 
+TEST_F(ApplicationTest, EndsWithoutTheFileInHandWhenExifToolHangs) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  const path video = addLongVideo("a.mp4");
+  JobJournal::setBaseDirectoryOverride(application_.data() / "Tollbrook/jobs");
+  PhotosTest::leaveUnfinishedJob(true, defaultRestoreOptions());
+  Program::Call call = application_.call({});
+  call.program = TOLLBROOK_IMPATIENT_APPLICATION;
+  Program program(call);
+  ASSERT_TRUE(eventually([&] { return test::isBeingWritten(video); }));
+  const std::vector<pid_t> children = childrenOf(program);
+  ASSERT_EQ(children.size(), 1U);
+  kill(children[0], SIGSTOP);
+  ASSERT_TRUE(test::isBeingWritten(video));
+  program.send(SIGTERM);
+  EXPECT_TRUE(endedWell(program));
+  EXPECT_EQ(application_.finishedCount(root()), 0U);
+  EXPECT_EQ(application_.phase(root()), JobJournal::Phase::writing);
+  EXPECT_TRUE(eventually([&] { return kill(children[0], 0) != 0; }));
+}
+
 TEST_F(ApplicationTest, LeavesAnUnfinishedJobAloneWhenItIsStartedWithAFolder) {
   const path photo = addPair("a.jpg");
   leaveUnfinishedJob();
-  const auto program = application_.start({temporary_.path().string()});
+  const path first = temporary_ / "first";
+  const path second = temporary_ / "second";
+  for (const path& folder : {first, second}) std::filesystem::create_directory(folder);
+  // A run that was continued would wait for this and be busy for good.
+  const FolderLock lock(root());
+  const auto program = application_.start({first.string()});
   ASSERT_TRUE(eventually([this] { return application_.listens(); }));
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  // Once it has scanned the first folder it takes the second, behind whatever it looks at when it starts.
+  OpenedIn opened(second);
+  ASSERT_TRUE(eventually([&] { return application_.run({second.string()}).status == 0; }));
+  EXPECT_TRUE(eventually([&] { return opened.has(""); }));
+  EXPECT_FALSE(application_.isRunning(root()));
   program->send(SIGTERM);
   EXPECT_TRUE(endedWell(*program));
   EXPECT_FALSE(hasTakenDate(photo));
@@ -88,11 +159,11 @@ TEST_F(ApplicationTest, SaysThatTheWindowThatIsOpenIsBusy) {
   addPair("a.jpg");
   leaveUnfinishedJob();
   const FolderLock lock(root());
+  OpenedIn opened(root());
   const auto first = application_.start();
-  ASSERT_TRUE(eventually([this] { return application_.isRunning(root()); }));
   ASSERT_TRUE(eventually([this] { return application_.listens(); }));
-  // It has the job before its window knows.
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  // The window knows of the run before that reads its first sidecar.
+  ASSERT_TRUE(eventually([&] { return opened.has(test::sidecarOf("a.jpg")); }));
   const Program::Result second = application_.run({temporary_.path().string()});
   EXPECT_EQ(second.status, 1);
   EXPECT_THAT(second.errors, HasSubstr("its window is busy with another folder"));
