@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QMimeData>
+#include <QProxyStyle>
 #include <QSplitter>
 #include <QTest>
 #include <QToolBar>
@@ -99,6 +100,37 @@ TEST_F(ContentViewTest, ShowsAFrameWhileSomethingIsDraggedOverIt) {
   dragAway();
   EXPECT_FALSE(view->dropTargeted());
   EXPECT_TRUE(waitUntil([&] { return !frame->isVisible(); }));
+}
+
+// A style whose animations take so long; none is what desktops without motion ask for.
+class StyleWithMotion : public QProxyStyle {
+ public:
+  explicit StyleWithMotion(int milliseconds) : milliseconds_(milliseconds) {}
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* result) const override {
+    if (hint == SH_Widget_Animation_Duration) return milliseconds_;
+    return QProxyStyle::styleHint(hint, option, widget, result);
+  }
+
+ private:
+  const int milliseconds_;
+};
+
+TEST_F(ContentViewTest, ShowsItsFrameAtOnceOnADesktopWithoutMotion) {
+  auto* frame = find<DropFrame>("dropFrame");
+  StyleWithMotion still(0);
+  StyleWithMotion moving(200);
+  frame->setStyle(&still);
+  dragOver(*dragged({root()}));
+  EXPECT_EQ(frame->strength(), 1);
+  dragAway();
+  EXPECT_FALSE(frame->isVisible());
+
+  frame->setStyle(&moving);
+  dragOver(*dragged({root()}));
+  EXPECT_TRUE(frame->isVisible());
+  EXPECT_LT(frame->strength(), 1);
+  frame->setStyle(nullptr);
 }
 
 TEST_F(ContentViewTest, ShowsNoFrameForWhatIsNoFile) {

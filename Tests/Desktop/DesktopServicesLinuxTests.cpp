@@ -292,6 +292,20 @@ TEST_F(FolderChooserTest, AsksForOneFolder) {
   EXPECT_THAT(chosen_, ElementsAre(temporary_.path()));
 }
 
+TEST_F(FolderChooserTest, BeginsWhereAFolderWasChosenLast) {
+  const path folder = temporary_ / "photos";
+  std::filesystem::create_directory(folder);
+  choose();
+  dialog()->setDirectory(Paths::shown(temporary_.path()));
+  dialog()->selectFile(Paths::shown(folder));
+  static_cast<QDialog*>(dialog())->accept();
+  ASSERT_THAT(chosen_, ElementsAre(folder));
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  choose();
+  EXPECT_EQ(dialog()->directory().absolutePath(), Paths::shown(folder.parent_path()));
+  dialog()->reject();
+}
+
 TEST_F(FolderChooserTest, SaysNothingWhenItIsCancelled) {
   choose();
   dialog()->reject();

@@ -7,20 +7,26 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QPainter>
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
 #include <QTextDocument>
 #include <QTextEdit>
 #include <QToolTip>
+#include <algorithm>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Support/CommandLine.h"
 #include "Support/Fixtures.h"
+#include "Tollbrook/Appearance.h"
 #include "Tollbrook/DetailList.h"
+#include "Tollbrook/Icons.h"
+#include "Tollbrook/Palette.h"
 #include "Tollbrook/SegmentedPicker.h"
 #include "Tollbrook/ShortcutButton.h"
 #include "Tollbrook/TakenDateFormat.h"
+#include "Tollbrook/Typography.h"
 
 namespace tollbrook {
 namespace {
@@ -36,6 +42,11 @@ class DetailListTest : public test::WindowTest {
 
   QPoint middleOf(int row) const { return table()->visualRect(table()->model()->index(row, 0)).center(); }
   void select(int row) const { QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, middleOf(row)); }
+
+  // What can be seen of the table there.
+  QImage picture(const QRect& place) const {
+    return table()->viewport()->grab(place).toImage().convertToFormat(QImage::Format_RGB32);
+  }
 
   // What the system sends for a right click there.
   void rightClick(const QPoint& place) const {
@@ -116,6 +127,58 @@ TEST_F(DetailListTest, ShowsEachPair) {
   EXPECT_THAT(row(0), ElementsAre("a.jpg"_s, taken, "a.jpg.supplemental-metadata.json"_s, "Ready"_s));
   EXPECT_THAT(row(1), ElementsAre("b.mp4"_s, taken, "b.mp4.supplemental-metadata.json"_s, "Ready"_s));
   EXPECT_THAT(row(2), ElementsAre("c.jpg"_s, "—"_s, "missing"_s, "No sidecar"_s));
+}
+
+TEST_F(DetailListTest, DrawsAPhotoOrAFilmBeforeEachName) {
+  addPair("a.jpg");
+  addPair("b.mp4");
+  scanRoot();
+  const auto expected = [this](Icons::Symbol symbol, const QColor& ground) {
+    const int side = Typography::scaled(16);
+    QImage image(side, side, QImage::Format_RGB32);
+    image.fill(ground);
+    QPainter(&image).drawPixmap(
+        0, 0, Icons::icon(symbol, Palette::amber).pixmap(QSize(side, side), table()->devicePixelRatioF()));
+    return image;
+  };
+  const Appearance& shades = Appearance::current();
+  const QImage photo = expected(Icons::Symbol::photo, shades.surface);
+  const QImage film = expected(Icons::Symbol::film, shades.stripe);
+  const auto drawn = [this](int row, const QImage& icon) {
+    const QRect cell = table()->visualRect(table()->model()->index(row, 0));
+    const QPoint corner(cell.left() + 8, cell.top() + (cell.height() - icon.height()) / 2);
+    return picture(QRect(corner, icon.size()));
+  };
+  EXPECT_EQ(drawn(0, photo), photo);
+  EXPECT_EQ(drawn(1, film), film);
+}
+
+// How far the strongest pixel of a cell's text stands off from its ground.
+double strength(const QImage& cell, const QColor& ground) {
+  double strongest = 1;
+  for (int y = 0; y < cell.height(); ++y) {
+    for (int x = 0; x < cell.width(); ++x) {
+      strongest = std::max(strongest, contrast(cell.pixelColor(x, y), ground));
+    }
+  }
+  return strongest;
+}
+
+TEST_F(DetailListTest, SaysWhatIsMissingInAFainterShade) {
+  addPair("a.jpg");
+  addLonePhoto("b.jpg");
+  scanRoot();
+  const Appearance& shades = Appearance::current();
+  for (const int column : {1, 2}) {
+    const auto drawn = [&](int row) {
+      return picture(table()->visualRect(table()->model()->index(row, column)));
+    };
+    const double faint = contrast(shades.tertiaryText, shades.stripe);
+    EXPECT_GT(strength(drawn(0), shades.surface), faint * 1.2) << column;
+    const double missing = strength(drawn(1), shades.stripe);
+    EXPECT_GT(missing, faint * 0.6) << column;
+    EXPECT_LE(missing, faint + 1e-6) << column;
+  }
 }
 
 TEST_F(DetailListTest, SaysInATooltipWhatIsCut) {
