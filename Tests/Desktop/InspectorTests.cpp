@@ -85,18 +85,21 @@ TEST_F(InspectorTest, ShowsItsSectionsInOrder) {
 
 TEST_F(InspectorTest, ScrollsNoFurtherThanToItsLastSection) {
   window_->resize(window_->minimumSizeHint());
-  QTest::qWait(0);
   const QWidget* safety = find("safety");
   const QWidget* sections = find("sections");
-  EXPECT_EQ(safety->mapTo(sections, QPoint(0, safety->height())).y(), sections->height() - 16);
+  const auto below = [&] {
+    return sections->height() - safety->mapTo(sections, QPoint(0, safety->height())).y();
+  };
+  EXPECT_TRUE(waitUntil([&] { return below() == 16; })) << below();
 }
 
 TEST_F(InspectorTest, EndsWithItsStatusLine) {
   addPair("a.jpg");
   scanRoot();
-  QTest::qWait(0);
   const auto* status = find<SelectableText>("statusLine");
-  EXPECT_EQ(status->height(), status->heightForWidth(status->width()));
+  // Its text changes its height in a later turn of the event loop.
+  EXPECT_TRUE(waitUntil([&] { return status->height() == status->heightForWidth(status->width()); }))
+      << status->height();
   EXPECT_EQ(status->mapTo(find("inspector"), QPoint(0, status->height())).y(),
             find("inspector")->height() - 16);
 }
