@@ -315,6 +315,41 @@ TEST_F(ImageCorpus, OtherDataOfTheSameLengthTakeNoMoreRoom) {
   }
 }
 
+/// The size of the file once it has a caption of this length.
+std::int64_t sizeWithCaption(const path& file, std::size_t length) {
+  EXPECT_TRUE(MetadataWriter::writeWithImageIO(file, someData, std::string(length, 'c'))) << file;
+  return static_cast<std::int64_t>(std::filesystem::file_size(file));
+}
+
+TEST_F(ImageCorpus, OtherCaptionsCostTheirDifferenceAlone) {
+  const TemporaryFolder again;
+  constexpr std::int64_t padding = 12;  // a few bytes for each place of the caption
+  std::size_t moved = 0;
+  for (const std::string& name : written_) {
+    SCOPED_TRACE(name);
+    const path file = again / name;
+    std::filesystem::copy_file(written(name), file);
+    const auto short20 = sizeWithCaption(file, 20), long700 = sizeWithCaption(file, 700);
+    // A value in the middle of the file moves to its end once.
+    std::int64_t size = sizeWithCaption(file, 20);
+    const std::int64_t places = (long700 - size) / 680;
+    EXPECT_THAT(places, testing::AllOf(testing::Ge(2), testing::Le(4))) << "EXIF, IPTC, two kinds of XMP";
+    if (const std::int64_t cost = size - short20; cost > padding) {
+      std::cout << name << ": a longer caption left the middle of the file for " << cost << " bytes\n";
+      ++moved;
+    }
+    std::int64_t before = 20;
+    for (const std::int64_t length : {500, 700, 650, 1, 700, 20}) {
+      const std::int64_t now = sizeWithCaption(file, static_cast<std::size_t>(length));
+      EXPECT_LE(now - size, places * (length - before) + padding) << length;
+      size = now;
+      before = length;
+    }
+    EXPECT_LE(size, short20 + std::max(long700 - short20 - places * 680, std::int64_t{0}) + padding);
+  }
+  std::cout << moved << " of " << written_.size() << " files grew by more than the difference, once\n";
+}
+
 /// That a file of these bytes is refused and stays.
 void expectRefused(const path& file, const std::string& bytes) {
   writeFile(file, bytes);

@@ -190,6 +190,55 @@ TEST(PatchTiff, GrowsByTheDifferenceForALongerCaption) {
   EXPECT_LE(patched(twice, everything()).size(), twice.size());
 }
 
+TEST_P(EveryKindOfBlock, BecomesShorterAndLongerWithItsCaption) {
+  const auto written = [](const std::string& before, std::size_t length) {
+    TargetTags target = everything();
+    target.caption = std::string(length, 'c');
+    return patched(before, target);
+  };
+  std::string bytes = written(block().bytes(), 700);
+  const std::size_t size = bytes.size();
+  for (const std::size_t length : {500U, 700U, 20U, 700U}) {
+    bytes = written(bytes, length);
+    // A value begins on a word boundary, behind one that may end between two.
+    EXPECT_NEAR(static_cast<double>(bytes.size()), static_cast<double>(size - 700 + length), 1) << length;
+  }
+  EXPECT_EQ(bytes.size(), size);
+}
+
+TEST(PatchTiff, GrowsByAValueThatLeavesTheMiddleOnce) {
+  Block block = cameraBlock();
+  block.first.push_back(BlockEntry::text(TiffTag::imageDescription, std::string(20, 'd')));
+  const auto written = [](const std::string& before, std::size_t length) {
+    return patched(before, captionAlone(std::string(length, 'c')));
+  };
+  const std::string before = block.bytes();
+  EXPECT_EQ(written(before, 20).size(), before.size());
+  EXPECT_EQ(written(written(before, 10), 10).size(), before.size());
+  std::string bytes = written(written(before, 10), 21);
+  EXPECT_LE(bytes.size(), before.size() + 22 + 1);
+  const std::size_t withoutCaption = bytes.size() - 22;
+  for (const std::size_t length : {10U, 30U, 5U, 100U, 20U, 40U}) {
+    bytes = written(bytes, length);
+    EXPECT_EQ(bytes.size(), withoutCaption + length + 1) << length;
+  }
+}
+
+TEST(PatchTiff, LaysNothingAnewThatSharesAByteWithAStrip) {
+  Block block = cameraBlock();
+  block.first.push_back(BlockEntry::ofNumbers(TiffTag::stripOffsets, TiffType::longInteger, {0}));
+  block.first.push_back(BlockEntry::ofNumbers(TiffTag::stripByteCounts, TiffType::longInteger, {1}));
+  std::string bytes = patched(block.bytes(), captionAlone("an odd number of bytes"));
+  ASSERT_EQ(bytes.size() % 2, 1u);
+  // The strip is the byte that would else fill up the caption.
+  bytes.replace(Read(bytes).reader().first().find(TiffTag::stripOffsets)->position + 8, 4,
+                numberBytes(bytes.size(), 4, ByteOrder::little));
+  bytes += 'p';
+  const std::string after = patched(bytes, captionAlone("a longer one than there was before"));
+  EXPECT_EQ(after.substr(0, bytes.size()).back(), 'p');
+  EXPECT_GT(after.size(), bytes.size());
+}
+
 TEST(PatchTiff, PutsAShortCaptionIntoTheEntry) {
   EXPECT_EQ(Read(patched(cameraBlock().bytes(), captionAlone("abc"))).first(TiffTag::imageDescription),
             std::string("abc\0", 4));

@@ -75,10 +75,6 @@ bool TiffOccupancy::isAlone(const TiffEntry& entry) const {
   return entry.value && isAlone(*entry.value, entry.position);
 }
 
-bool TiffOccupancy::isAlone(const TiffDirectory& directory) const {
-  return isAlone(directory.area, directory.area.offset);
-}
-
 bool TiffOccupancy::entriesAreAlone(const TiffDirectory& directory) const {
   TiffArea area = directory.area;
   if (directory.hasNext) area.length -= reader_->offsetWidth();

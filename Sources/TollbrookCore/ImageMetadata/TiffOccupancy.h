@@ -15,8 +15,9 @@ class TiffOccupancy {
 
   /// Whether a value that lies outside of its entry shares no byte with anything else.
   bool isAlone(const TiffEntry& entry) const;
-  /// The same for a directory, with the offset of the next one or without.
-  bool isAlone(const TiffDirectory& directory) const;
+  /// The same for any area, of which only the entry or directory at `owner` may own bytes.
+  bool isAlone(const TiffArea& area, std::uint64_t owner) const;
+  /// The same for a directory without the offset of the next one.
   bool entriesAreAlone(const TiffDirectory& directory) const;
   /// How many strips, tiles and thumbnails the block does not hold whole, though its directories say so.
   std::uint64_t missingPieces() const;
@@ -30,7 +31,6 @@ class TiffOccupancy {
   };
 
   void add(const TiffDirectory& directory);
-  bool isAlone(const TiffArea& area, std::uint64_t owner) const;
   bool touchesImageData(const TiffArea& area) const;
   /// Visits the strips, tiles and thumbnails of all images until `visit` says false; whether it never did.
   template <typename Visit>

@@ -26,6 +26,13 @@ struct Planned {
   }
 };
 
+/// What may be laid anew, since it is written here: a directory or the value of a field.
+struct OwnArea {
+  TiffArea area;
+  std::uint64_t owner;  ///< position of the directory or the entry
+  bool takesOtherRoom;  ///< afterwards, or none at all
+};
+
 class Patcher {
  public:
   Patcher(const TiffReader& reader, const TiffEdits& edits);
@@ -43,8 +50,12 @@ class Patcher {
   void raiseVersions();
   void requireSound(const Planned& directory) const;
 
+  bool isOutside(const TiffEntry& entry) const {
+    return entry.value && entry.value->length > reader_.offsetWidth();
+  }
+  bool isAsItIs(const TiffEntry* entry, const TiffField& field) const;
   Place placeOf(const TiffEntry* entry, const TiffField& field) const;
-  std::vector<TiffArea> freedAreas() const;
+  std::vector<OwnArea> ownAreas() const;
   std::uint64_t tailStart(std::uint64_t keptLength) const;
 
   std::uint64_t reserve(std::uint64_t length);
@@ -153,43 +164,48 @@ void Patcher::requireSound(const Planned& directory) const {
   if (!occupancy_.entriesAreAlone(*directory.old)) throw Refused("a directory overlaps something");
 }
 
-Patcher::Place Patcher::placeOf(const TiffEntry* entry, const TiffField& field) const {
-  const std::string value = encoded(field);
-  if (entry != nullptr && entry->value && entry->type == field.type && entry->count == countOf(field) &&
-      reader_.block().read(entry->value->offset, entry->value->length) == value) {
-    return Place::asItIs;
-  }
-  if (value.size() <= reader_.offsetWidth()) return Place::inEntry;
-  const bool fits = entry != nullptr && entry->value && entry->value->length >= value.size();
-  return fits && occupancy_.isAlone(*entry) ? Place::overOld : Place::appended;
+bool Patcher::isAsItIs(const TiffEntry* entry, const TiffField& field) const {
+  return entry != nullptr && entry->value && entry->type == field.type && entry->count == countOf(field) &&
+         reader_.block().read(entry->value->offset, entry->value->length) == encoded(field);
 }
 
-// What nothing needs any more once this is done.
-std::vector<TiffArea> Patcher::freedAreas() const {
-  std::vector<TiffArea> freed;
+Patcher::Place Patcher::placeOf(const TiffEntry* entry, const TiffField& field) const {
+  const bool isLaidAnew = entry != nullptr && isOutside(*entry) && entry->value->offset >= tailStart_;
+  if (isAsItIs(entry, field) && !isLaidAnew) return Place::asItIs;
+  const std::uint64_t length = encoded(field).size();
+  if (length <= reader_.offsetWidth()) return Place::inEntry;
+  const bool fits = entry != nullptr && entry->value && entry->value->length >= length;
+  return fits && !isLaidAnew && occupancy_.isAlone(*entry) ? Place::overOld : Place::appended;
+}
+
+std::vector<OwnArea> Patcher::ownAreas() const {
+  std::vector<OwnArea> areas;
   for (const Planned* const directory : {&first_, &exif_, &gps_}) {
     if (directory->old == nullptr) continue;
-    if (directory->isRebuilt && occupancy_.isAlone(*directory->old)) freed.push_back(directory->old->area);
+    const TiffArea& area = directory->old->area;
+    if (directory->isRebuilt) areas.push_back({area, area.offset, true});
     for (const TiffField& field : directory->fields) {
       const TiffEntry* const entry = directory->old->find(field.tag);
-      if (entry == nullptr || !entry->value || entry->value->length <= reader_.offsetWidth()) continue;
-      const Place place = placeOf(entry, field);
-      const bool moves = place == Place::inEntry || place == Place::appended;
-      if (moves && occupancy_.isAlone(*entry)) freed.push_back(*entry->value);
+      if (entry == nullptr || !isOutside(*entry)) continue;
+      areas.push_back({*entry->value, entry->position, encoded(field).size() != entry->value->length});
     }
   }
-  return freed;
+  return areas;
 }
 
-// Freed areas at the end are used again, so that a file does not grow with every write.
+// What is written here stands at the end of the block once it has grown. All of it from the first that takes
+// other room is laid anew, so that a file grows by the difference alone and becomes shorter again.
 std::uint64_t Patcher::tailStart(std::uint64_t keptLength) const {
-  std::vector<TiffArea> freed = freedAreas();
-  std::sort(freed.begin(), freed.end(),
-            [](const TiffArea& a, const TiffArea& b) { return a.offset > b.offset; });
-  std::uint64_t start = keptLength;
-  for (const TiffArea& area : freed) {
-    const bool isLast = area.end() == start || (area.end() % 2 == 1 && area.end() + 1 == start);
-    if (isLast) start = area.offset;
+  std::vector<OwnArea> areas = ownAreas();
+  std::sort(areas.begin(), areas.end(),
+            [](const OwnArea& a, const OwnArea& b) { return a.area.offset > b.area.offset; });
+  std::uint64_t start = keptLength, reached = keptLength;
+  for (const auto& [area, owner, takesOtherRoom] : areas) {
+    const std::uint64_t padding = area.end() % 2;
+    const bool isLast = area.end() == reached || area.end() + padding == reached;
+    if (!isLast || !occupancy_.isAlone({area.offset, reached - area.offset}, owner)) continue;
+    reached = area.offset;
+    if (takesOtherRoom) start = reached;
   }
   return start;
 }
