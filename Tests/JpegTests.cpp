@@ -7,7 +7,6 @@
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/Jpeg.h"
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 
 namespace tollbrook::ImageMetadata::Jpeg {
 namespace {

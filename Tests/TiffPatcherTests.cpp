@@ -3,7 +3,7 @@
 
 #include "Support/ImageTags.h"
 #include "Support/TiffBlock.h"
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
 
 namespace tollbrook::ImageMetadata {
 namespace {

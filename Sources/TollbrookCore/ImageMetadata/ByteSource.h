@@ -16,6 +16,9 @@ class Refused : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// What any sound value, item or chunk of metadata stays far below; a damaged file must not fill the memory.
+constexpr std::uint64_t mostMetadata = std::uint64_t{16} << 20;
+
 /// For what reads a new file and compares it with the old one: Refused when something else than the target
 /// tags differs.
 void requireSame(bool isSame);

@@ -1,4 +1,5 @@
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
+
 #include "TollbrookCore/MetadataValues.h"
 
 namespace tollbrook::ImageMetadata {

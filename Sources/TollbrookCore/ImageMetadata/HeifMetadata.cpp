@@ -5,13 +5,12 @@
 #include <set>
 #include <string_view>
 
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Heif {
 namespace {
 
-constexpr std::uint64_t largestPayload = std::uint64_t{16} << 20;
 // One is usual. Several could share their data, and be of any size together.
 constexpr std::size_t mostXmpItems = 16;
 constexpr std::string_view xmpType = "application/rdf+xml";
@@ -41,7 +40,7 @@ std::vector<const Item*> describingPrimary(const Meta& meta, const Kind& isOfKin
 }
 
 Payload payloadOf(const ByteSource& file, const Meta& meta, const Item& item,
-                  std::uint64_t largest = largestPayload) {
+                  std::uint64_t largest = mostMetadata) {
   const auto* location = meta.locations.find(item.id);
   if (!location) throw Refused("an item of metadata has no data");
   std::string bytes = itemBytes(file, meta, *location, largest);
@@ -130,7 +129,7 @@ void updateXmp(const ByteSource& file, Meta& meta, const TargetTags& target, std
   const auto items = describingPrimary(meta, isXmp);
   if (items.size() > mostXmpItems) throw Refused("there are too many XMP items");
   bool needsCaption = true;
-  std::uint64_t left = largestPayload;
+  std::uint64_t left = mostMetadata;
   for (const Item* item : items) {
     if (!item->isPlain) continue;
     Payload payload = payloadOf(file, meta, *item, left);

@@ -1,15 +1,16 @@
 #include "TollbrookCore/ImageMetadata/Jpeg.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <optional>
 
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/JpegExtendedXmp.h"
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 #include "TollbrookCore/ImageMetadata/MultiPicture.h"
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Jpeg {

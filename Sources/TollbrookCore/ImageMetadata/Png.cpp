@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/IptcParts.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Png {

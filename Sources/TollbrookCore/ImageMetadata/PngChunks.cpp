@@ -10,7 +10,6 @@ namespace {
 constexpr std::uint64_t signatureSize = 8;
 constexpr std::uint64_t headerContentSize = 13;
 constexpr std::uint64_t longestContent = 0x7FFFFFFF;
-constexpr std::uint64_t longestMetadata = std::uint64_t{16} << 20;
 // An animation has two for each frame.
 constexpr std::size_t mostChunks = std::size_t{1} << 16;
 constexpr std::uint64_t pieceSize = std::uint64_t{64} << 10;
@@ -70,7 +69,7 @@ std::vector<Chunk> chunksOf(const ByteSource& file) {
 }
 
 std::string contentOf(const ByteSource& file, const Chunk& chunk) {
-  if (chunk.contentSize() > longestMetadata) throw Refused("a chunk of metadata is too long");
+  if (chunk.contentSize() > mostMetadata) throw Refused("a chunk of metadata is too long");
   return file.read(chunk.contentOffset(), chunk.contentSize());
 }
 

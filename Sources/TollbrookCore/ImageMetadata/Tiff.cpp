@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
-#include "TollbrookCore/ImageMetadata/TiffPatcher.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Tiff {
 namespace {
 
-constexpr std::uint64_t mostMetadata = std::uint64_t{16} << 20;
 constexpr std::size_t longSize = 4;
 
 /// Many programs store IPTC as LONG numbers, and some of them swap its bytes with the file's.

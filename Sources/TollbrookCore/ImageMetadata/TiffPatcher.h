@@ -36,9 +36,6 @@ struct TiffEdits {
   std::uint64_t sizeLimit = std::numeric_limits<std::uint64_t>::max();
 };
 
-/// The dates, position and caption of the target as EXIF tags, the same for every container.
-TiffEdits exifEdits(const TargetTags& target);
-
 /// The block with these edits. No byte that belongs to anything else moves or changes: values are replaced
 /// where they are if nothing else lies there, everything more is appended. The result has been read again and
 /// compared. Throws Refused when the block is not sound enough for that; unchanged when all is there already.
