@@ -75,7 +75,8 @@ bool isTarget(const std::string& tag) {
   return std::regex_match(tag, targets);
 }
 
-/// What a directory must have that was made for the target tags, and versions that are too low for them.
+/// What a directory must have that was made for the target tags, and an Exif version that is too low for
+/// them.
 bool isMandatory(const std::string& tag, const Tags& before) {
   static const std::regex inImages(
       "IFD0:(XResolution|YResolution|ResolutionUnit|YCbCrPositioning)|File:ExifByteOrder");
@@ -84,7 +85,7 @@ bool isMandatory(const std::string& tag, const Tags& before) {
       "ExifImageHeight)");
   if (std::regex_match(tag, inImages)) return !hasGroup(before, "IFD0");
   if (tag == "ExifIFD:ExifVersion" && valueOf(before, tag) < "0231") return true;
-  if (tag == "GPS:GPSVersionID" && valueOf(before, tag) < "2 ") return true;
+  if (tag == "GPS:GPSVersionID") return !hasGroup(before, "GPS");
   if (tag == "GPS:GPSProcessingMethod") return !hasGroup(before, "GPS");
   if (tag == "IPTC:ApplicationRecordVersion") return !hasGroup(before, "IPTC");
   return std::regex_match(tag, inExif) && !hasGroup(before, "ExifIFD");

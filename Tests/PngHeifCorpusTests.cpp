@@ -209,8 +209,7 @@ bool isTarget(const std::string& tag, const Tags& before) {
       {"IFD0", {"ModifyDate", "ImageDescription"}},
       {"ExifIFD", {"DateTimeOriginal", "CreateDate", "OffsetTimeOriginal", "OffsetTimeDigitized"}},
       {"GPS",
-       {"GPSVersionID", "GPSLatitude", "GPSLatitudeRef", "GPSLongitude", "GPSLongitudeRef", "GPSAltitude",
-        "GPSAltitudeRef"}},
+       {"GPSLatitude", "GPSLatitudeRef", "GPSLongitude", "GPSLongitudeRef", "GPSAltitude", "GPSAltitudeRef"}},
       {"XMP-dc", {"Description"}},
       {"IPTC", {"Caption-Abstract"}},
       {"XMP-x", {"XMPToolkit"}},
@@ -221,6 +220,10 @@ bool isTarget(const std::string& tag, const Tags& before) {
   if (tag == "ExifIFD:ExifVersion") {
     const auto version = before.find(tag);
     return version == before.end() || *version->second.begin() < "0231";
+  }
+  if (tag == "GPS:GPSVersionID") {
+    return std::none_of(before.begin(), before.end(),
+                        [](const auto& entry) { return groupOf(entry.first) == "GPS"; });
   }
   const auto group = targets.find(groupOf(tag));
   return group != targets.end() && group->second.contains(nameOf(tag));

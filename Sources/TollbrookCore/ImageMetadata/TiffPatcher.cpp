@@ -47,7 +47,8 @@ class Patcher {
   Planned planned(const TiffDirectory* old, const std::vector<TiffField>& fields,
                   const std::vector<TiffField>& fieldsOfNew) const;
   bool needsRebuilding(const Planned& directory) const;
-  void raiseVersions();
+  void raiseExifVersion();
+  void requireGpsVersion() const;
   void requireSound(const Planned& directory) const;
 
   bool isOutside(const TiffEntry& entry) const {
@@ -102,7 +103,8 @@ Patcher::Patcher(const TiffReader& reader, const TiffEdits& edits)
   first_ = planned(&reader.first(), edits.first, edits.newFirst);
   exif_ = planned(reader.exif(), edits.exif, edits.newExif);
   gps_ = planned(reader.gps(), edits.gps, edits.newGps);
-  raiseVersions();
+  raiseExifVersion();
+  requireGpsVersion();
   for (Planned* const directory : {&gps_, &exif_, &first_}) {
     requireSound(*directory);
     directory->isRebuilt = needsRebuilding(*directory);
@@ -139,18 +141,19 @@ const TiffEntry* lowerVersion(const Planned& directory, std::uint16_t tag, std::
   return isVersion && std::string_view(version->field).substr(0, 4) < least ? version : nullptr;
 }
 
-// The offsets of the dates came with Exif 2.31, a position must have version 2 at least.
-void Patcher::raiseVersions() {
-  if (exif_.sets(TiffTag::offsetTimeOriginal)) {
-    if (const TiffEntry* const version = lowerVersion(exif_, TiffTag::exifVersion, "0231")) {
-      exif_.fields.push_back(TiffField::ofBytes(TiffTag::exifVersion, version->type, "0232"));
-    }
+// The offsets of the dates came with Exif 2.31.
+void Patcher::raiseExifVersion() {
+  if (!exif_.sets(TiffTag::offsetTimeOriginal)) return;
+  if (const TiffEntry* const version = lowerVersion(exif_, TiffTag::exifVersion, "0231")) {
+    exif_.fields.push_back(TiffField::ofBytes(TiffTag::exifVersion, version->type, "0232"));
   }
-  if (gps_.fields.empty()) return;
-  if (const TiffEntry* const version =
-          lowerVersion(gps_, TiffTag::gpsVersionId, std::string_view("\2\0\0\0", 4))) {
-    gps_.fields.push_back(
-        TiffField::ofBytes(TiffTag::gpsVersionId, version->type, std::string("\2\3\0\0", 4)));
+}
+
+// Positions came with version 2, the first that there was.
+void Patcher::requireGpsVersion() const {
+  const std::string_view first("\2\0\0\0", 4);
+  if (!gps_.fields.empty() && lowerVersion(gps_, TiffTag::gpsVersionId, first) != nullptr) {
+    throw Refused("the directory of the position is of an unknown version");
   }
 }
 
