@@ -56,6 +56,15 @@ TEST(WithIptcCaption, TranscodesLatin1WhereNothingIsDeclared) {
                                               dataset(2, 202, "\xE9\xE9") + dataset(7, 20, "\xE9"));
 }
 
+TEST(WithIptcCaption, RefusesATextThatWouldPassItsLimitInUtf8) {
+  const std::string most(31, 'b');
+  EXPECT_NO_THROW(withIptcCaption(dataset(2, 85, most.substr(1) + "\xE9"), "x"));
+  EXPECT_THROW(withIptcCaption(dataset(2, 85, most + "\xE9"), "x"), Refused);
+  // One that is too long and stays as it is does not get worse.
+  EXPECT_NO_THROW(withIptcCaption(dataset(2, 85, most + most), "x"));
+  EXPECT_NO_THROW(withIptcCaption(utf8Declared + dataset(2, 85, most + "\xC3\xA9"), "x"));
+}
+
 TEST(WithIptcCaption, KeepsTextThatIsUtf8WithoutSayingSo) {
   EXPECT_EQ(withIptcCaption(dataset(2, 5, "Caf\xC3\xA9"), "x"),
             utf8Declared + dataset(2, 5, "Caf\xC3\xA9") + dataset(2, 120, "x"));

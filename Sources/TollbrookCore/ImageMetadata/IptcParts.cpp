@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
+#include <map>
 
 #include "TollbrookCore/ImageMetadata/ByteSource.h"
 
@@ -33,6 +35,15 @@ bool startsResource(std::string_view bytes) {
 bool IptcDataset::isText() const {
   constexpr std::array<int, 5> binary{0, 125, 200, 201, 202};
   return record == 2 && std::find(binary.begin(), binary.end(), number) == binary.end();
+}
+
+std::size_t IptcDataset::mostBytes() const {
+  static const std::map<int, std::size_t> most{
+      {3, 67},   {4, 68},   {5, 64},    {7, 64},   {12, 236}, {15, 3},    {20, 32},   {22, 32}, {25, 64},
+      {27, 64},  {40, 256}, {65, 32},   {70, 10},  {80, 32},  {85, 32},   {90, 32},   {92, 32}, {95, 32},
+      {101, 64}, {103, 32}, {105, 256}, {110, 32}, {115, 32}, {116, 128}, {118, 128}, {122, 32}};
+  const auto found = most.find(number);
+  return record != 2 || found == most.end() ? std::numeric_limits<std::size_t>::max() : found->second;
 }
 
 std::vector<IptcDataset> parseDatasets(std::string_view bytes) {

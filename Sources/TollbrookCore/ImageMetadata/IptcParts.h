@@ -26,6 +26,8 @@ struct IptcDataset {
   /// Whether the value is text: in the application record all but its version and previews (IIM 4.2,
   /// chapter 6).
   bool isText() const;
+  /// How long IIM 4.2, chapter 6, lets the text be; any length where it holds no words.
+  std::size_t mostBytes() const;
 };
 
 /// The datasets, behind which padding may stand.

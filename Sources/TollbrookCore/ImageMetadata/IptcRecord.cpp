@@ -38,6 +38,9 @@ void declareUtf8(std::vector<IptcDataset>& datasets) {
     if (!dataset.isText() || Text::isValidUtf8(dataset.value)) continue;
     dataset.value = utf8FromLatin1(dataset.value);
     dataset.bytes.clear();
+    // Readers may cut it there, and a cut text in UTF-8 may end within a character.
+    if (dataset.value.size() > dataset.mostBytes())
+      throw Refused("a text of IPTC would be too long in UTF-8");
   }
   std::erase_if(datasets, [](const IptcDataset& one) { return one.isCharacterSet(); });
   const auto place = std::find_if(datasets.begin(), datasets.end(),
