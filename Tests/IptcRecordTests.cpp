@@ -120,6 +120,14 @@ TEST(WithCaptionInResources, RefusesWhatRunsPastTheEnd) {
   EXPECT_THROW(withCaptionInResources(whole + "8BXX", "x"), Refused);
 }
 
+TEST(AreResources, MeansAllOfThemWhole) {
+  const std::string whole = resource(0x03ED, "abcd") + resource(0x0404, "");
+  EXPECT_TRUE(areResources(whole));
+  EXPECT_TRUE(areResources(""));
+  EXPECT_FALSE(areResources(whole.substr(0, 14)));
+  EXPECT_FALSE(areResources(whole.substr(2)));
+}
+
 TEST(HaveIptcResource, LooksForItAmongAll) {
   EXPECT_TRUE(haveIptcResource(resource(0x03ED, "a") + resource(0x0404, "")));
   EXPECT_FALSE(haveIptcResource(resource(0x03ED, "a")));

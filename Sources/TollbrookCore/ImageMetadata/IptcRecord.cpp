@@ -125,6 +125,15 @@ bool haveCaptionInResources(std::string_view resources) {
                      [](const auto& one) { return one.isIptc() && haveIptcCaption(one.data); });
 }
 
+bool areResources(std::string_view bytes) {
+  try {
+    PhotoshopResources::parse(bytes);
+    return true;
+  } catch (const Refused&) {
+    return false;
+  }
+}
+
 bool haveIptcResource(std::string_view resources) {
   const auto list = PhotoshopResources::parse(resources).list;
   return std::any_of(list.begin(), list.end(), [](const auto& one) { return one.isIptc(); });

@@ -23,6 +23,9 @@ std::string withDigestOf(std::string_view datasets, std::string_view resources);
 bool haveIptcCaption(std::string_view datasets);
 bool haveCaptionInResources(std::string_view resources);
 
+/// Whether these bytes are whole resources from the first to the last.
+bool areResources(std::string_view bytes);
+
 /// Whether there is an IPTC resource among these.
 bool haveIptcResource(std::string_view resources);
 

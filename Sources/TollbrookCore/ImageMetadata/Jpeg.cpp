@@ -38,6 +38,14 @@ Resolution resolutionOf(const Layout& layout) {
   return {.x = 72, .y = 72, .unit = 2};
 }
 
+std::vector<std::size_t> segmentsIn(const Layout& layout, std::uint8_t marker, std::string_view header) {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < layout.segments.size(); ++i) {
+    if (layout.segments[i].is(marker, header)) found.push_back(i);
+  }
+  return found;
+}
+
 /// What stands before the first scan afterwards.
 class Editor {
  public:
@@ -58,11 +66,17 @@ class Editor {
   template <typename VisitNew, typename VisitOld>
   void forEachPart(const VisitNew& visitNew, const VisitOld& visitOld) const;
   void verify(const OutputPlan& plan) const;
+  void verifyMultiPicture(const OutputPlan& plan, const Layout& now) const;
 
   std::string payload(std::size_t segment) const {
     return file_.read(layout_.segments[segment].payloadOffset, layout_.segments[segment].payloadLength);
   }
-  std::vector<std::size_t> segmentsOf(std::uint8_t marker, std::string_view header) const;
+  std::string resourcesIn(std::size_t segment) const {
+    return payload(segment).substr(photoshopHeader.size());
+  }
+  std::vector<std::size_t> segmentsOf(std::uint8_t marker, std::string_view header) const {
+    return segmentsIn(layout_, marker, header);
+  }
   /// Leaves a segment alone that is to become what it is.
   void setPayload(std::size_t segment, const std::string& bytes);
   /// How many bytes longer everything from this segment to the first scan becomes.
@@ -105,14 +119,6 @@ void Editor::forEachPart(const VisitNew& visitNew, const VisitOld& visitOld) con
       visitOld(layout_.segments[i]);
     }
   }
-}
-
-std::vector<std::size_t> Editor::segmentsOf(std::uint8_t marker, std::string_view header) const {
-  std::vector<std::size_t> found;
-  for (std::size_t i = 0; i < layout_.segments.size(); ++i) {
-    if (layout_.segments[i].is(marker, header)) found.push_back(i);
-  }
-  return found;
 }
 
 void Editor::setPayload(std::size_t segment, const std::string& bytes) {
@@ -176,26 +182,25 @@ void Editor::editCaption() {
     return;
   }
   // Programs write several segments either as pieces of one list of resources or as a list each.
-  std::vector<std::size_t> withIptc;
-  try {
-    for (const std::size_t segment : segments) {
-      if (haveIptcResource(payload(segment).substr(photoshopHeader.size()))) withIptc.push_back(segment);
-    }
-  } catch (const Refused&) {
+  if (!std::all_of(segments.begin(), segments.end(),
+                   [&](std::size_t segment) { return areResources(resourcesIn(segment)); })) {
     return editJoinedResources(segments);
   }
+  std::vector<std::size_t> withIptc;
+  std::copy_if(segments.begin(), segments.end(), std::back_inserter(withIptc),
+               [&](std::size_t segment) { return haveIptcResource(resourcesIn(segment)); });
   if (withIptc.empty()) withIptc.push_back(segments.front());
   for (const std::size_t segment : withIptc) editResourcesOf(segment);
 }
 
 void Editor::editResourcesOf(std::size_t segment) {
-  const std::string resources = payload(segment).substr(photoshopHeader.size());
-  setPayload(segment, std::string(photoshopHeader) + withCaptionInResources(resources, target_.caption));
+  setPayload(segment,
+             std::string(photoshopHeader) + withCaptionInResources(resourcesIn(segment), target_.caption));
 }
 
 void Editor::editJoinedResources(const std::vector<std::size_t>& segments) {
   std::string joined;
-  for (const std::size_t segment : segments) joined += payload(segment).substr(photoshopHeader.size());
+  for (const std::size_t segment : segments) joined += resourcesIn(segment);
   const std::string resources = withCaptionInResources(joined, target_.caption);
   if (resources == joined) return;
   const std::size_t most = mostPayload - photoshopHeader.size();
@@ -232,15 +237,13 @@ void Editor::followMultiPicture() {
                                 .growthBehind = growthFrom(index + 1)};
     if (move.growth == 0 && move.growthBehind == 0) continue;
     const std::string old = payload(index).substr(mpfHeader.size());
-    try {
-      const std::string moved = movedPictures(old, move);
-      if (moved == old) continue;
-      // Whatever fills up the space before the segment stays, so that nothing moves once more.
-      const std::uint64_t start = segment.offset;
-      replaced_[index] = file_.read(start, move.indexOffset - start) + moved;
-    } catch (const Refused&) {
-      if (move.growthBehind != 0) throw;  // else every place in it is as right as it was
-    }
+    const auto moved = movedPictures(old, move);
+    // Where nothing grows behind it, every place in it is as right as it was.
+    if (!moved && move.growthBehind != 0) throw Refused("the multi-picture index is damaged");
+    if (!moved || *moved == old) continue;
+    // Whatever fills up the space before the segment stays, so that nothing moves once more.
+    const std::uint64_t start = segment.offset;
+    replaced_[index] = file_.read(start, move.indexOffset - start) + *moved;
   }
 }
 
@@ -264,6 +267,20 @@ void Editor::verify(const OutputPlan& plan) const {
   });
   const std::uint64_t rest = file_.size() - layout_.scans;
   requireSame(at == now.scans && plan.size() - at == rest && plan.holds(at, layout_.scans, rest));
+  verifyMultiPicture(plan, now);
+}
+
+void Editor::verifyMultiPicture(const OutputPlan& plan, const Layout& now) const {
+  const auto old = segmentsOf(app2, mpfHeader);
+  const auto same = segmentsIn(now, app2, mpfHeader);
+  requireSame(old.size() == same.size());
+  const auto indexOf = [](const Segment& segment) {
+    return MultiPictureIndex{.offset = segment.payloadOffset + mpfHeader.size(),
+                             .length = segment.payloadLength - mpfHeader.size()};
+  };
+  for (std::size_t i = 0; i < old.size(); ++i) {
+    verifyPictures(file_, indexOf(layout_.segments[old[i]]), plan, indexOf(now.segments[same[i]]));
+  }
 }
 
 }  // namespace
