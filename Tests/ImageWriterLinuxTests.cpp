@@ -1,9 +1,12 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "Support/DiskCalls.h"
 #include "Support/Fixtures.h"
@@ -65,6 +68,33 @@ TEST_F(ReplacingAnImage, LeavesItWhenTheNewFileCannotTakeItsName) {
   calls.renameError = EACCES;
   EXPECT_FALSE(write());
   expectUntouched();
+}
+
+TEST_F(ReplacingAnImage, LeavesItToWhoeverChangedItMeanwhile) {
+  const std::string ofSameSize(before_.size(), 'o');
+  for (const std::string& changed : {before_ + "more", ofSameSize}) {
+    writeFile(file_, before_);
+    calls.beforeForcing = [&] {
+      // File systems count time in ticks.
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      writeFile(file_, changed);
+    };
+    EXPECT_FALSE(write());
+    EXPECT_TRUE(readFile(file_) == changed);
+    EXPECT_THAT(namesIn(folder_.path()), ElementsAre("a.jpg"));
+  }
+}
+
+TEST_F(ReplacingAnImage, LeavesItToWhoeverReplacedItMeanwhile) {
+  writeFile(folder_ / "other", before_);
+  calls.beforeForcing = [&] {
+    EXPECT_EQ(renameat(AT_FDCWD, (folder_ / "other").c_str(), AT_FDCWD, file_.c_str()), 0);
+  };
+  EXPECT_FALSE(write());
+  expectUntouched();
+  calls.beforeForcing = [&] { std::filesystem::remove(file_); };
+  EXPECT_FALSE(write());
+  EXPECT_TRUE(namesIn(folder_.path()).empty());
 }
 
 TEST_F(ReplacingAnImage, WorksWhereTheSystemCopiesNoRanges) {

@@ -120,6 +120,21 @@ TEST(JpegPlan, KeepsFillBytesAndWhatFollowsTheImage) {
   EXPECT_TRUE(staysAsItIs(file));
 }
 
+TEST(JpegPlan, KeepsATrailerWithADirectoryOfItsOwn) {
+  const auto number = [](std::uint64_t value, std::size_t width) {
+    return numberBytes(value, width, ByteOrder::little);
+  };
+  // Places count back from the directory, and its length from the end of the file.
+  const std::string name = "Image_UTC_Data", value = "1561982400000";
+  const std::string data = number(0x0A010000, 4) + number(name.size(), 4) + name + value;
+  const std::string directory = "SEFH" + number(107, 4) + number(1, 4) + number(0x0A010000, 4) +
+                                number(data.size(), 4) + number(data.size(), 4);
+  const std::string trailer = data + directory + number(directory.size(), 4) + "SEFT";
+  const std::string file = written(jpegWith(exifSegment(cameraBlock())) + trailer);
+  EXPECT_GT(file.size(), jpegWith(exifSegment(cameraBlock())).size() + trailer.size());
+  EXPECT_TRUE(file.ends_with(scansOf(tinyJpeg()) + trailer));
+}
+
 TEST(JpegPlan, EditsTheExifSegmentWhereItStands) {
   const std::string comment = segmentBytes(0xFE, "before");
   const std::string file = written(jpegWith(comment + exifSegment(cameraBlock())));

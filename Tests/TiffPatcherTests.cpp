@@ -292,6 +292,47 @@ TEST(PatchTiff, SortsTheDirectoriesThatItMakes) {
                              [](const TiffEntry& a, const TiffEntry& b) { return a.tag < b.tag; }));
 }
 
+TEST(PatchTiff, KeepsTheOffsetsInAMakerNote) {
+  const std::string word = "a value behind the directory of the note";
+  // The places in it count from the start of the block.
+  const auto note = [&](std::uint64_t place) {
+    const auto number = [](std::uint64_t value, std::size_t width) {
+      return numberBytes(value, width, ByteOrder::little);
+    };
+    return std::string("SANYO\0\1\0", 8) + number(1, 2) + number(0x0201, 2) + number(7, 2) +
+           number(word.size(), 4) + number(place, 4) + number(0, 4) + word;
+  };
+  const auto with = [](const std::string& value) {
+    Block block = cameraBlock();
+    block.exif.back() = BlockEntry::ofBytes(makerNote, TiffType::undefined, value);
+    return block.bytes();
+  };
+  const std::uint64_t place = with(note(0)).find(word);
+  std::string bytes = with(note(place));
+  for (const std::size_t length : {10U, 300U, 30U}) {
+    bytes = patched(bytes, test::everything(std::string(length, 'c')));
+    EXPECT_EQ(Read(bytes).exif(makerNote), note(place));
+    EXPECT_EQ(bytes.substr(place, word.size()), word);
+  }
+}
+
+TEST(PatchTiff, WritesOverAValueAtAnOddOffset) {
+  for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+    Block block = cameraBlock();
+    block.order = order;
+    std::string bytes = block.bytes();
+    const TiffEntry date = *Read(bytes).reader().first().find(TiffTag::dateTime);
+    bytes.resize(bytes.size() | 1, 'p');
+    const std::uint64_t odd = bytes.size();
+    bytes.replace(date.position + 8, 4, numberBytes(odd, 4, order));
+    bytes += "2001:01:01 01:01:01" + std::string("\0behind it", 10);
+    const std::string after = patched(bytes, everything());
+    expectEverything(Read(after));
+    EXPECT_EQ(after.substr(odd, 29), test::stamp + std::string("\0behind it", 10));
+    EXPECT_TRUE(patchTiff(MemorySource(after), exifEdits(everything())).isUnchanged());
+  }
+}
+
 TEST(PatchTiff, GivesUpZerosAtTheEndForRoom) {
   const std::string full = cameraBlock().bytes() + std::string(2000, '\0');
   TiffEdits edits = exifEdits(everything());

@@ -91,10 +91,16 @@ TEST(TiffPlan, ReadsIptcWhoseBytesWereSwapped) {
     std::reverse(swapped.begin() + static_cast<std::ptrdiff_t>(at),
                  swapped.begin() + static_cast<std::ptrdiff_t>(at + 4));
   }
-  Block block = plainBlock();
-  block.first.push_back(BlockEntry::ofBytes(TiffTag::iptc, TiffType::longInteger, swapped));
-  EXPECT_THAT(firstValue(written(fileOf(block)), TiffTag::iptc),
-              testing::StartsWith(withIptcCaption(iptc, "a caption")));
+  for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+    for (const std::string& old : {iptc, swapped}) {
+      Block block = plainBlock();
+      block.order = order;
+      block.first.push_back(BlockEntry::ofBytes(TiffTag::iptc, TiffType::longInteger, old));
+      const std::string file = written(fileOf(block));
+      EXPECT_THAT(firstValue(file, TiffTag::iptc), testing::StartsWith(withIptcCaption(iptc, "a caption")));
+      EXPECT_EQ(stripOf(file), pixels);
+    }
+  }
 }
 
 TEST(TiffPlan, SetsTheCaptionInPhotoshopResources) {
@@ -128,9 +134,14 @@ TEST(TiffPlan, BringsXmpIntoLine) {
 
 TEST(TiffPlan, KeepsTheFirstPageOnly) {
   Block block = plainBlock();
-  block.laterPages = {image(0, 4), image(0, 4)};
-  const std::string file = written(fileOf(block));
-  EXPECT_EQ(TiffReader(MemorySource(file)).first().next, 0u);
+  block.laterPages.assign(4, image(0, 4));
+  const std::string before = fileOf(block);
+  ASSERT_EQ(TiffReader(MemorySource(before)).others().size(), 4u);
+  const std::string file = written(before);
+  const MemorySource source(file);
+  const TiffReader reader(source);
+  EXPECT_EQ(reader.first().next, 0u);
+  EXPECT_TRUE(reader.others().empty());
   EXPECT_EQ(stripOf(file), pixels);
 }
 

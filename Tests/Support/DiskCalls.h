@@ -30,6 +30,7 @@ struct DiskCalls {
   int ftruncateError = 0;
   int flockError = 0;
   int copyError = 0;                     ///< of copying ranges
+  std::function<void()> beforeForcing;   ///< called once, before fsync
   std::function<void()> beforeRenaming;  ///< called once
   std::function<void()> beforeLocking;   ///< called once
 };
@@ -58,6 +59,7 @@ extern "C" int fsync(int descriptor) {
   struct stat status {};
   fstat(descriptor, &status);
   calls.made.push_back(S_ISDIR(status.st_mode) ? "force folder" : "force file");
+  callOnce(calls.beforeForcing);
   if (calls.fsyncError != 0 && calls.fsyncsToPass-- <= 0) return fail(calls.fsyncError);
   return original<int (*)(int)>("fsync")(descriptor);
 }
