@@ -6,6 +6,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace tollbrook::ImageMetadata;
-  checkPlan(Jpeg::plan, {reinterpret_cast<const char*>(bytes), size});
+  checkRewriting(Jpeg::plan, checkPlan(Jpeg::plan, {reinterpret_cast<const char*>(bytes), size}));
   return 0;
 }

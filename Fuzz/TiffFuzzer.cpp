@@ -6,6 +6,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace tollbrook::ImageMetadata;
-  checkPlan(Tiff::plan, {reinterpret_cast<const char*>(bytes), size});
+  checkRewriting(Tiff::plan, checkPlan(Tiff::plan, {reinterpret_cast<const char*>(bytes), size}));
   return 0;
 }
