@@ -154,6 +154,12 @@ TEST(JpegPlan, UsesTheZerosOfAFullExifSegment) {
   EXPECT_EQ(refusalOf(jpegWith(exifSegment(full))), "there is no room for the metadata");
 }
 
+TEST(JpegPlan, RefusesACaptionThatFitsNoSegment) {
+  for (const std::string& file : {tinyJpeg(), jpegWith(exifSegment(cameraBlock()))}) {
+    EXPECT_NE(test::refusalOf([&] { written(file, test::captioned(std::string(70000, 'c'))); }), "");
+  }
+}
+
 TEST(JpegPlan, RefusesSeveralExifSegments) {
   const std::string twice = exifSegment(cameraBlock()) + exifSegment(cameraBlock());
   EXPECT_EQ(refusalOf(jpegWith(twice)), "there are several Exif segments");
