@@ -4,6 +4,7 @@
 #include <QMenuBar>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "Tollbrook/Actions.h"
 #include "Tollbrook/AppModel.h"
@@ -75,12 +76,12 @@ void MainWindow::sayBusy(const std::filesystem::path& folder) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-  const bool waitedEnough = isClosing_ && !patience_->isActive();
+  const bool isFirstTime = !std::exchange(isClosing_, true);
+  const bool waitedEnough = !isFirstTime && !patience_->isActive();
   if (model_.isBusy()) model_.stop();
   if (!model_.isApplying() || waitedEnough) return event->accept();
   event->ignore();
-  if (!isClosing_) patience_->start();
-  isClosing_ = true;
+  if (isFirstTime) patience_->start();
 }
 
 void MainWindow::followWork() {

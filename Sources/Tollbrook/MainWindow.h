@@ -26,6 +26,9 @@ class MainWindow : public QMainWindow {
 
   Actions& actions() const { return *actions_; }
 
+  /// Whether it has been closed, or will be once the file in hand is finished.
+  bool isClosing() const { return isClosing_; }
+
   void bringToFront();
   /// Says that `folder` cannot be opened now; until the work at hand has ended.
   void sayBusy(const std::filesystem::path& folder);

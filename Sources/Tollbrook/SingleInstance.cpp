@@ -18,10 +18,14 @@ namespace {
 
 // A request is the bytes of a path, or none, and a NUL; an answer is one of these words and a line feed.
 constexpr char endOfRequest = '\0';
-constexpr std::array<std::pair<SingleInstance::Answer, const char*>, 3> words{
+constexpr std::array<std::pair<SingleInstance::Answer, const char*>, 4> words{
     {{SingleInstance::Answer::raised, "raised\n"},
      {SingleInstance::Answer::opened, "opened\n"},
-     {SingleInstance::Answer::busy, "busy\n"}}};
+     {SingleInstance::Answer::busy, "busy\n"},
+     {SingleInstance::Answer::closing, "closing\n"}}};
+
+// Between two tries to reach the first or to take its place.
+constexpr unsigned long pauseMilliseconds = 20;
 
 // No path of any system is longer than this.
 constexpr qint64 longestRequest = 65536;
@@ -80,15 +84,33 @@ void SingleInstance::answer(QLocalSocket& caller) {
 }
 
 std::optional<SingleInstance::Answer> SingleInstance::handOver(
-    const std::optional<std::filesystem::path>& folder, std::chrono::milliseconds limit) const {
-  const QDeadlineTimer deadline(limit);
+    const std::optional<std::filesystem::path>& folder, const Limits& limits) {
+  const QByteArray request =
+      QByteArray::fromStdString(folder ? folder->string() : std::string()) + endOfRequest;
+  QDeadlineTimer deadline(limits.answer);
+  bool closing = false;
+  // It may hold the lock and not listen yet, or not any more. Another that waits as well may take the place
+  // of one that closes, and then answers for itself.
+  do {
+    const auto answer = ask(request, deadline);
+    if (answer && *answer != Answer::closing) return answer;
+    if (answer && !closing) {
+      closing = true;
+      deadline = QDeadlineTimer(limits.closing);
+    }
+    isFirst_ = lock_.tryAcquire(lockFile_.get()) != Files::Lock::Outcome::taken;
+    if (isFirst_) return std::nullopt;
+    QThread::msleep(pauseMilliseconds);
+  } while (!deadline.hasExpired());
+  return std::nullopt;
+}
+
+std::optional<SingleInstance::Answer> SingleInstance::ask(const QByteArray& request,
+                                                          const QDeadlineTimer& deadline) const {
   QLocalSocket first;
-  // It may hold the lock and not listen yet.
-  for (first.connectToServer(socket_); !first.waitForConnected(100); first.connectToServer(socket_)) {
-    if (deadline.hasExpired()) return std::nullopt;
-    QThread::msleep(20);
-  }
-  first.write(QByteArray::fromStdString(folder ? folder->string() : std::string()) + endOfRequest);
+  first.connectToServer(socket_);
+  if (!first.waitForConnected(100)) return std::nullopt;
+  first.write(request);
   while (!first.canReadLine()) {
     if (!first.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) return std::nullopt;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 #include <chrono>
@@ -9,6 +10,7 @@
 
 #include "TollbrookCore/Support/Files.h"
 
+class QDeadlineTimer;
 class QLocalServer;
 class QLocalSocket;
 
@@ -24,12 +26,16 @@ class SingleInstance : public QObject {
   enum class Answer {
     raised,  ///< the window came to the front
     opened,  ///< and opens the folder
-    busy     ///< and works on another
+    busy,    ///< and works on another
+    closing  ///< it is going away, once the file in hand is finished
   };
   using Receive = std::function<Answer(const std::optional<std::filesystem::path>& folder)>;
 
-  /// How long the first instance is given to answer.
-  static constexpr std::chrono::milliseconds patience{5000};
+  /// How long the first instance is given to answer, and to end once it has said that it is closing.
+  struct Limits {
+    std::chrono::milliseconds answer{5000};
+    std::chrono::milliseconds closing{40000};
+  };
 
   /// Of the programs for this job store, which need not exist.
   explicit SingleInstance(const std::filesystem::path& store);
@@ -42,11 +48,16 @@ class SingleInstance : public QObject {
   /// For the first: calls `receive` for every later start from now on.
   void listen(Receive receive);
 
-  /// For the others: gives the first one `folder` and returns its answer; none when it does not answer.
-  std::optional<Answer> handOver(const std::optional<std::filesystem::path>& folder,
-                                 std::chrono::milliseconds limit = patience) const;
+  /// For the others: gives the first one `folder` and returns its answer. None when it does not answer in
+  /// time, or has ended meanwhile: then this one has become the first, as isFirst() says. It waits for the
+  /// end of one that is closing.
+  std::optional<Answer> handOver(const std::optional<std::filesystem::path>& folder, const Limits& limits);
+  std::optional<Answer> handOver(const std::optional<std::filesystem::path>& folder) {
+    return handOver(folder, Limits());
+  }
 
  private:
+  std::optional<Answer> ask(const QByteArray& request, const QDeadlineTimer& deadline) const;
   void answer(QLocalSocket& caller);
 
   QString socket_;

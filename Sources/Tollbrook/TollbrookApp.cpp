@@ -19,8 +19,14 @@ void TollbrookApp::open(const std::optional<std::filesystem::path>& folder) {
   model_.attemptAutoResume();
 }
 
+static_assert(SingleInstance::Limits().closing > MainWindow::patience,
+              "a later start outwaits a closing window");
+
 SingleInstance::Answer TollbrookApp::takeOver(const std::optional<std::filesystem::path>& folder) {
+  if (window_.isClosing()) return SingleInstance::Answer::closing;
   window_.bringToFront();
+  // The window already shows what is asked for.
+  if (model_.isBusy() && folder == model_.folder()) return SingleInstance::Answer::raised;
   if (!folder) return SingleInstance::Answer::raised;
   if (model_.isBusy()) {
     window_.sayBusy(*folder);

@@ -29,7 +29,8 @@ class TollbrookApp {
   /// Shows the window, with this folder if there is one; else an unfinished job is continued.
   void open(const std::optional<std::filesystem::path>& folder);
 
-  /// Brings the window to the front and opens `folder` in it, unless it is at work; then the window says so.
+  /// Brings the window to the front and opens `folder` in it, unless it is at work on another; then the
+  /// window says so. One that is closing stays as it is.
   SingleInstance::Answer takeOver(const std::optional<std::filesystem::path>& folder);
 
   AppModel& model() { return model_; }

@@ -171,6 +171,23 @@ TEST_F(ApplicationTest, SaysThatTheWindowThatIsOpenIsBusy) {
   EXPECT_TRUE(endedWell(*first));
 }
 
+TEST_F(ApplicationTest, GoesOnWhenItIsStartedAgainWhileItCloses) {
+  TOLLBROOK_NEEDS_EXIFTOOL();
+  const path videos[] = {addLongVideo("a.mp4"), addLongVideo("b.mp4")};
+  JobJournal::setBaseDirectoryOverride(application_.data() / "Tollbrook/jobs");
+  PhotosTest::leaveUnfinishedJob(true, defaultRestoreOptions());
+  const auto first = application_.start();
+  ASSERT_TRUE(eventually([&] { return test::isBeingWritten(videos[0]) || test::isBeingWritten(videos[1]); }));
+  first->send(SIGTERM);
+  const auto second = application_.start();
+  EXPECT_TRUE(endedWell(*first));
+  EXPECT_TRUE(eventually([this] { return application_.phase(root()) == JobJournal::Phase::complete; }));
+  EXPECT_EQ(application_.finishedCount(root()), 2U);
+  EXPECT_TRUE(second->isRunning());
+  second->send(SIGTERM);
+  EXPECT_TRUE(endedWell(*second));
+}
+
 TEST_F(ApplicationTest, RefusesAFolderThatIsNotThere) {
   const Program::Result result = application_.run({(root() / "gone").string()});
   EXPECT_EQ(result.status, 2);

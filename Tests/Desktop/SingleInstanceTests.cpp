@@ -16,7 +16,7 @@ using Folder = std::optional<std::filesystem::path>;
 class SingleInstanceTest : public testing::Test {
  protected:
   // Asks as another program does, while this one's event loop turns.
-  std::optional<Answer> handOver(const SingleInstance& instance, const Folder& folder) {
+  std::optional<Answer> handOver(SingleInstance& instance, const Folder& folder) {
     auto answer = std::async(std::launch::async, [&] { return instance.handOver(folder); });
     EXPECT_TRUE(test::waitUntil(
         [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
@@ -57,7 +57,7 @@ TEST_F(SingleInstanceTest, HandsOverTheFolderAndReturnsTheAnswer) {
     received.push_back(folder);
     return received.size() == 1 ? Answer::opened : Answer::busy;
   });
-  const SingleInstance second(store_, runtime_.path());
+  SingleInstance second(store_, runtime_.path());
   const std::filesystem::path odd = "/photos/line\nfeed caf\xe9";
   EXPECT_EQ(handOver(second, odd), Answer::opened);
   EXPECT_EQ(handOver(second, "/photos"), Answer::busy);
@@ -71,13 +71,14 @@ TEST_F(SingleInstanceTest, HandsOverNoFolder) {
     received.push_back(folder);
     return Answer::raised;
   });
-  EXPECT_EQ(handOver(SingleInstance(store_, runtime_.path()), std::nullopt), Answer::raised);
+  SingleInstance second(store_, runtime_.path());
+  EXPECT_EQ(handOver(second, std::nullopt), Answer::raised);
   EXPECT_THAT(received, testing::ElementsAre(std::nullopt));
 }
 
 TEST_F(SingleInstanceTest, WaitsForAFirstThatDoesNotListenYet) {
   SingleInstance first(store_, runtime_.path());
-  const SingleInstance second(store_, runtime_.path());
+  SingleInstance second(store_, runtime_.path());
   auto answer = std::async(std::launch::async, [&] { return second.handOver("/photos"); });
   EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(150)), std::future_status::timeout);
   first.listen([](const Folder&) { return Answer::opened; });
@@ -88,8 +89,53 @@ TEST_F(SingleInstanceTest, WaitsForAFirstThatDoesNotListenYet) {
 
 TEST_F(SingleInstanceTest, WaitsNoLongerThanAllowedForAFirstThatHangs) {
   const SingleInstance first(store_, runtime_.path());
-  const SingleInstance second(store_, runtime_.path());
-  EXPECT_EQ(second.handOver("/photos", std::chrono::milliseconds(50)), std::nullopt);
+  SingleInstance second(store_, runtime_.path());
+  EXPECT_EQ(second.handOver("/photos", {.answer = std::chrono::milliseconds(50)}), std::nullopt);
+  EXPECT_FALSE(second.isFirst());
+}
+
+TEST_F(SingleInstanceTest, TakesThePlaceOfOneThatClosesOnceThatHasEnded) {
+  auto first = std::make_unique<SingleInstance>(store_, runtime_.path());
+  int asked = 0;
+  first->listen([&](const Folder&) {
+    ++asked;
+    return Answer::closing;
+  });
+  SingleInstance second(store_, runtime_.path());
+  auto answer = std::async(std::launch::async, [&] {
+    return second.handOver("/photos", {.answer = std::chrono::milliseconds(50)});
+  });
+  // It is given more time than one that says nothing.
+  EXPECT_TRUE(test::waitUntil([&] { return asked > 5; }));
+  EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  first.reset();
+  EXPECT_EQ(answer.get(), std::nullopt);
+  EXPECT_TRUE(second.isFirst());
+}
+
+TEST_F(SingleInstanceTest, WaitsNoLongerThanAllowedForOneThatCloses) {
+  SingleInstance first(store_, runtime_.path());
+  first.listen([&](const Folder&) { return Answer::closing; });
+  SingleInstance second(store_, runtime_.path());
+  auto answer = std::async(std::launch::async, [&] {
+    return second.handOver("/photos", {.closing = std::chrono::milliseconds(50)});
+  });
+  EXPECT_TRUE(
+      test::waitUntil([&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+  EXPECT_EQ(answer.get(), std::nullopt);
+  EXPECT_FALSE(second.isFirst());
+}
+
+TEST_F(SingleInstanceTest, TakesThePlaceOfOneThatEndsInsteadOfAnswering) {
+  auto first = std::make_unique<SingleInstance>(store_, runtime_.path());
+  first->listen([](const Folder&) { return Answer::raised; });
+  SingleInstance second(store_, runtime_.path());
+  // Its event loop does not turn any more.
+  auto answer = std::async(std::launch::async, [&] { return second.handOver("/photos"); });
+  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(150)), std::future_status::timeout);
+  first.reset();
+  EXPECT_EQ(answer.get(), std::nullopt);
+  EXPECT_TRUE(second.isFirst());
 }
 
 TEST_F(SingleInstanceTest, ListensInPlaceOfOneThatWasKilled) {
@@ -104,7 +150,8 @@ TEST_F(SingleInstanceTest, ListensInPlaceOfOneThatWasKilled) {
   SingleInstance next(store_, runtime_.path());
   ASSERT_TRUE(next.isFirst());
   next.listen([](const Folder&) { return Answer::opened; });
-  EXPECT_EQ(handOver(SingleInstance(store_, runtime_.path()), "/photos"), Answer::opened);
+  SingleInstance second(store_, runtime_.path());
+  EXPECT_EQ(handOver(second, "/photos"), Answer::opened);
 }
 
 }  // namespace

@@ -241,6 +241,35 @@ TEST_F(TollbrookAppTest, GoesOnSayingWhatARunDidWhileTheFolderIsScannedAgain) {
   EXPECT_TRUE(waitUntil([&] { return !notice->isVisible(); }));
 }
 
+TEST_F(TollbrookAppTest, IsNotBusyWithAnotherFolderForALaterStartWithItsOwn) {
+  addPair("a.jpg");
+  open(root());
+  const FolderLock lock(root());
+  model().apply();
+  window().showMinimized();
+  EXPECT_EQ(app_->takeOver(root()), SingleInstance::Answer::raised);
+  EXPECT_FALSE(window().isMinimized());
+  EXPECT_FALSE(window().findChild<QLabel*>("notice"_s)->isVisible());
+  model().stop();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(TollbrookAppTest, TellsALaterStartThatItIsClosing) {
+  addPair("a.jpg");
+  open(root());
+  FolderLock lock(root());
+  model().apply();
+  EXPECT_FALSE(window().close());
+  for (const auto& folder :
+       {std::optional<path>(), std::optional(root()), std::optional(temporary_.path())}) {
+    EXPECT_EQ(app_->takeOver(folder), SingleInstance::Answer::closing);
+  }
+  lock.release();
+  ASSERT_TRUE(waitUntil([this] { return !window().isVisible(); }));
+  EXPECT_EQ(app_->takeOver(std::nullopt), SingleInstance::Answer::closing);
+  EXPECT_FALSE(window().isVisible());
+}
+
 TEST_F(TollbrookAppTest, ClosesAtOnceWhenNothingIsGoingOn) {
   open();
   EXPECT_TRUE(window().close());
