@@ -5,8 +5,11 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QPainter>
+#include <QStyleOption>
 
 #include "Tollbrook/Paths.h"
+#include "Tollbrook/Style.h"
 
 namespace tollbrook {
 
@@ -23,6 +26,13 @@ void ElidedLabel::setFullText(const QString& text) {
   elide();
 }
 
+void ElidedLabel::makeSelectable() {
+  setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  // The flags alone leave it out of the way of the tab key.
+  setFocusPolicy(Qt::StrongFocus);
+  setContentsMargins(Style::focusRoom, Style::focusRoom, Style::focusRoom, Style::focusRoom);
+}
+
 QSize ElidedLabel::sizeHint() const {
   const QMargins around = contentsMargins();
   return {fontMetrics().horizontalAdvance(fullText_) + around.left() + around.right() + 1,
@@ -31,6 +41,26 @@ QSize ElidedLabel::sizeHint() const {
 
 QSize ElidedLabel::minimumSizeHint() const {
   return {fontMetrics().averageCharWidth() * 8, QLabel::minimumSizeHint().height()};
+}
+
+void ElidedLabel::paintEvent(QPaintEvent* event) {
+  TextLabel::paintEvent(event);
+  if (!hasFocus()) return;
+  QStyleOptionFocusRect ring;
+  ring.initFrom(this);
+  QPainter painter(this);
+  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+}
+
+// Of itself it draws again only where its caret comes and goes.
+void ElidedLabel::focusInEvent(QFocusEvent* event) {
+  TextLabel::focusInEvent(event);
+  update();
+}
+
+void ElidedLabel::focusOutEvent(QFocusEvent* event) {
+  TextLabel::focusOutEvent(event);
+  update();
 }
 
 void ElidedLabel::resizeEvent(QResizeEvent* event) {
@@ -58,9 +88,11 @@ void ElidedLabel::contextMenuEvent(QContextMenuEvent* event) {
   if (!textInteractionFlags().testFlag(Qt::TextSelectableByMouse)) {
     return TextLabel::contextMenuEvent(event);
   }
-  QMenu menu;
-  menu.addAction(tr("Copy"), this, &ElidedLabel::copy);
-  menu.exec(event->globalPos());
+  auto* menu = new QMenu(this);
+  menu->setObjectName(QStringLiteral("copyMenu"));
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->addAction(tr("Copy"), this, &ElidedLabel::copy);
+  menu->popup(event->globalPos());
 }
 
 void ElidedLabel::copy() const {

@@ -16,10 +16,16 @@ class ElidedLabel : public TextLabel {
   void setFullText(const QString& text);
   const QString& fullText() const { return fullText_; }
 
+  /// Lets it be selected and copied, by the keyboard too.
+  void makeSelectable();
+
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 
  protected:
+  void paintEvent(QPaintEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void changeEvent(QEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;

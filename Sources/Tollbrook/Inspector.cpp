@@ -149,7 +149,7 @@ QWidget* Inspector::makeFoot(Actions& actions) {
   column->setContentsMargins(besideFocus, 12, besideFocus, betweenSections);
   column->setSpacing(betweenRelated);
   column->addWidget(makeActions(actions));
-  column->addLayout(inset(makeError()));
+  column->addWidget(makeError());
   return foot;
 }
 
@@ -280,12 +280,12 @@ QWidget* Inspector::makeActions(Actions& actions) {
 
   currentFile_ = new ElidedLabel(QString(), TextStyle::monospacedSmall, TextLabel::Tone::secondary);
   currentFile_->setObjectName(QStringLiteral("currentFile"));
-  currentFile_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  column->addLayout(inset(currentFile_));
+  currentFile_->makeSelectable();
+  column->addWidget(currentFile_);
   statusLine_ = new SelectableText(TextStyle::caption, SelectableText::Tone::secondary);
   statusLine_->setObjectName(QStringLiteral("statusLine"));
   statusLine_->setAccessibleName(tr("Status"));
-  column->addLayout(inset(statusLine_));
+  column->addWidget(statusLine_);
   return section;
 }
 

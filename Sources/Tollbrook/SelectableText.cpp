@@ -1,12 +1,15 @@
 #include "Tollbrook/SelectableText.h"
 
 #include <QEvent>
+#include <QPainter>
+#include <QStyleOption>
 #include <QTextDocument>
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
 
 #include "Tollbrook/Appearance.h"
+#include "Tollbrook/Style.h"
 
 namespace tollbrook {
 
@@ -27,8 +30,8 @@ SelectableText::SelectableText(Typography::TextStyle style, Tone tone, QWidget* 
   policy.setHeightForWidth(true);
   setSizePolicy(policy);
   viewport()->setAutoFillBackground(false);
-  document()->setDocumentMargin(0);
-  measured_.setDocumentMargin(0);
+  document()->setDocumentMargin(Style::focusRoom);
+  measured_.setDocumentMargin(Style::focusRoom);
   QTextOption wrapping = measured_.defaultTextOption();
   wrapping.setWrapMode(wordWrapMode());
   measured_.setDefaultTextOption(wrapping);
@@ -48,7 +51,7 @@ void SelectableText::holdHeight(bool held) {
   updateGeometry();
 }
 
-QSize SelectableText::sizeHint() const { return {0, fontMetrics().height()}; }
+QSize SelectableText::sizeHint() const { return {0, fontMetrics().height() + 2 * Style::focusRoom}; }
 
 int SelectableText::heightForWidth(int width) const {
   measured_.setTextWidth(width);
@@ -63,6 +66,27 @@ void SelectableText::changeEvent(QEvent* event) {
   if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
     restyle();
   }
+}
+
+void SelectableText::paintEvent(QPaintEvent* event) {
+  QTextEdit::paintEvent(event);
+  if (!hasFocus()) return;
+  QStyleOptionFocusRect ring;
+  ring.initFrom(this);
+  ring.rect = viewport()->rect();
+  QPainter painter(viewport());
+  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+}
+
+// Of itself it draws again only where its caret comes and goes.
+void SelectableText::focusInEvent(QFocusEvent* event) {
+  QTextEdit::focusInEvent(event);
+  viewport()->update();
+}
+
+void SelectableText::focusOutEvent(QFocusEvent* event) {
+  QTextEdit::focusOutEvent(event);
+  viewport()->update();
 }
 
 // There is nothing to scroll here; the column around it may have.

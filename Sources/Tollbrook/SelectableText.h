@@ -7,7 +7,8 @@
 
 namespace tollbrook {
 
-/// Text that can be selected and copied, as high as it needs to be. It wraps anywhere: a name without spaces
+/// Text that can be selected and copied, as high as it needs to be, with room
+/// around it for the ring that shows its focus. It wraps anywhere: a name without spaces
 /// must not make the column wider.
 class SelectableText : public QTextEdit {
   Q_OBJECT
@@ -31,6 +32,9 @@ class SelectableText : public QTextEdit {
 
  protected:
   void changeEvent(QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
 
  private:

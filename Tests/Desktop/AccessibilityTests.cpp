@@ -32,6 +32,38 @@ class AccessibilityTest : public test::WindowTest {
     }
     return names;
   }
+
+  // A run that has written a file and waits before the next for as long as the lock is held.
+  std::unique_ptr<test::FolderLock> holdARun() {
+    for (const char* name : {"one/a.jpg", "two/b.jpg"}) addPair(name);
+    scanRoot();
+    // A run goes by the order of the directory.
+    auto second = std::filesystem::directory_iterator(root());
+    auto lock = std::make_unique<test::FolderLock>((++second)->path());
+    click("writeButton");
+    EXPECT_TRUE(waitUntil([this] { return !model_->currentFile().isEmpty(); }));
+    return lock;
+  }
+
+  // Each changes along more than half of its edges, as by a ring; a caret changes less.
+  void expectRings(const std::vector<QString>& controls) {
+    const auto looks = [](QWidget* widget) { return widget->grab().toImage(); };
+    for (const QString& name : controls) {
+      auto* control = window_->findChild<QWidget*>(name);
+      ASSERT_NE(control, nullptr) << name.toStdString();
+      find("columns")->setFocus();
+      window_->setAttribute(Qt::WA_KeyboardFocusChange, false);
+      const QImage without = looks(control);
+      control->setFocus(Qt::TabFocusReason);
+      window_->setAttribute(Qt::WA_KeyboardFocusChange);
+      const QImage with = looks(control);
+      int changed = 0;
+      for (int y = 0; y < with.height(); ++y) {
+        for (int x = 0; x < with.width(); ++x) changed += with.pixel(x, y) != without.pixel(x, y) ? 1 : 0;
+      }
+      EXPECT_GT(changed, control->width() + control->height()) << name.toStdString();
+    }
+  }
 };
 
 TEST_F(AccessibilityTest, NamesEveryControl) {
@@ -69,6 +101,16 @@ TEST_F(AccessibilityTest, GoesThroughAScannedFolderByTab) {
                                       "scanFolderToolButton"_s, "writeMetadataToolButton"_s));
 }
 
+TEST_F(AccessibilityTest, GoesThroughARunByTab) {
+  const auto held = holdARun();
+  EXPECT_THAT(tabOrder(),
+              ElementsAre("folderCard"_s, "writeFileDates"_s, "writeEmbedded"_s, "writeCaptions"_s,
+                          "skipIfDatesMatch"_s, "deleteSidecars"_s, "stopButton"_s, "currentFile"_s,
+                          "statusLine"_s, "All"_s, "pairs"_s, "stopToolButton"_s));
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
 TEST_F(AccessibilityTest, WorksByKeyboardAlone) {
   addPair("a.jpg");
   folderChooser_.answer = root();
@@ -97,17 +139,23 @@ TEST_F(AccessibilityTest, ScrollsToWhatTheTabKeyGoesTo) {
 }
 
 TEST_F(AccessibilityTest, ShowsTheFocusOnceTheKeyboardIsUsed) {
-  const auto looks = [this](const char* name) { return find(name)->grab().toImage(); };
-  for (const char* name : {"folderCard", "recursive", "welcomeButton"}) {
-    const QImage without = looks(name);
-    find(name)->setFocus(Qt::TabFocusReason);
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Shift);
-    window_->setAttribute(Qt::WA_KeyboardFocusChange);
-    EXPECT_NE(looks(name), without) << name;
-    find("columns")->setFocus();
-    window_->setAttribute(Qt::WA_KeyboardFocusChange, false);
-  }
+  addPairs(3);
+  writeNothing();
+  scanRoot();
+  click("writeButton");
+  ASSERT_TRUE(waitUntilIdle());
+  ASSERT_TRUE(shows("lastError"));
+  expectRings(tabOrder());
 }
+
+TEST_F(AccessibilityTest, ShowsTheFocusDuringARun) {
+  const auto held = holdARun();
+  expectRings(tabOrder());
+  model_->stop();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(AccessibilityTest, ShowsTheFocusInTheWelcome) { expectRings(tabOrder()); }
 
 TEST_F(AccessibilityTest, KnowsTheProgressAsAValue) {
   addPairs(50);

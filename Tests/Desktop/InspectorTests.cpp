@@ -2,8 +2,10 @@
 
 #include <QCheckBox>
 #include <QClipboard>
+#include <QContextMenuEvent>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTest>
@@ -295,6 +297,16 @@ TEST_F(InspectorTest, LetsTheCurrentFileAndTheStatusBeSelected) {
   EXPECT_THAT(file->selectedText().toStdString(), testing::MatchesRegex("(one|two).*"));
   QTest::keyClick(file, Qt::Key_C, Qt::ControlModifier);
   EXPECT_EQ(QGuiApplication::clipboard()->text(), file->selectedText());
+
+  QContextMenuEvent asked(QContextMenuEvent::Mouse, QPoint(4, 4), file->mapToGlobal(QPoint(4, 4)));
+  QApplication::sendEvent(file, &asked);
+  auto* menu = file->findChild<QMenu*>("copyMenu"_s);
+  ASSERT_NE(menu, nullptr);
+  EXPECT_TRUE(menu->isVisible());
+  QGuiApplication::clipboard()->clear();
+  menu->actions().front()->trigger();
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), file->selectedText());
+  menu->close();
 
   auto* status = find<QTextEdit>("statusLine");
   QTest::mouseDClick(status->viewport(), Qt::LeftButton, {}, QPoint(4, 4));
