@@ -57,7 +57,7 @@ Appearance::Appearance(const QPalette& palette)
       hairline(mixed(surface, text, dark ? 0.2 : 0.15)),
       track(mixed(surface, text, dark ? 0.16 : 0.11)),
       secondaryText(legible(mixed(text, chrome, 0.35), chrome, text, 5.2)),
-      tertiaryText(legible(mixed(text, chrome, 0.45), chrome, text, readable)),
+      tertiaryText(legible(mixed(text, chrome, 0.45), track, text, readable)),
       error(status(PairStatus::error)) {}
 
 const Appearance& Appearance::current() {

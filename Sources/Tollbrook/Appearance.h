@@ -28,7 +28,7 @@ struct Appearance {
   QColor hairline;       ///< borders and dividers
   QColor track;          ///< what is empty of a progress bar, a picker's ground
   QColor secondaryText;  ///< for what explains
-  QColor tertiaryText;   ///< for what is missing
+  QColor tertiaryText;   ///< for what is missing or disabled, on the track too
   QColor error;          ///< the text of an error
 
   /// The text of a status, on its own pill.

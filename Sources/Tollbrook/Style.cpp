@@ -189,6 +189,11 @@ Style::Style() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
 
 void Style::polish(QPalette& palette) {
   QProxyStyle::polish(palette);
+  // Systems give what is disabled a grey that few can read.
+  const QColor disabled = Appearance(palette).tertiaryText;
+  for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+    palette.setColor(QPalette::Disabled, role, disabled);
+  }
   for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
     palette.setColor(group, QPalette::Highlight, Palette::amber);
     palette.setColor(group, QPalette::HighlightedText, Palette::ink);

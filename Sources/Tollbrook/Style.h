@@ -15,7 +15,7 @@ class Style : public QProxyStyle {
 
   Style();
 
-  /// Makes amber the colour of selections; everything else stays the system's.
+  /// Makes amber the colour of selections, and disabled text readable; everything else stays the system's.
   void polish(QPalette& palette) override;
   void polish(QWidget* widget) override;
   using QProxyStyle::polish;

@@ -59,6 +59,14 @@ TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
     }
   }
   EXPECT_GE(contrast(shades.text, shades.track), readable);
+  EXPECT_GE(contrast(shades.tertiaryText, shades.track), readable);
+  for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+    const QColor disabled = QApplication::palette().color(QPalette::Disabled, role);
+    for (const QColor& ground : {shades.surface, shades.chrome, shades.track}) {
+      EXPECT_GE(contrast(disabled, ground), readable)
+          << "disabled " << disabled.name().toStdString() << " on " << ground.name().toStdString();
+    }
+  }
   EXPECT_GE(contrast(Palette::ink, Palette::amber), readable);
 }
 
