@@ -37,7 +37,6 @@ void acceptAsCopy(QDropEvent& event) {
 ContentView::ContentView(AppModel& model, Actions& actions, FileManager& fileManager, QWidget* parent)
     : QWidget(parent), model_(model), dropFrame_(new DropFrame(this)) {
   setObjectName(QStringLiteral("contentView"));
-  setAcceptDrops(true);
 
   // Made first, for the tab key to go to it first.
   QLayout* const toolbar = makeToolbar(actions);

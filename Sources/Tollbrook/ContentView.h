@@ -13,7 +13,7 @@ class DropFrame;
 class FileManager;
 
 /// What fills the main window: the toolbar, the inspector beside the detail list, and the frame that shows
-/// while something is dragged over it.
+/// while something is dragged over the window, which sends here what happens to it.
 class ContentView : public QWidget {
   Q_OBJECT
 

@@ -50,14 +50,32 @@ void MainWindow::addMenus() {
 }
 
 void MainWindow::addContent(FileManager& fileManager) {
-  auto* content = new QWidget(this);
-  auto* column = new QVBoxLayout(content);
+  auto* whole = new QWidget(this);
+  auto* column = new QVBoxLayout(whole);
   column->setContentsMargins({});
   column->setSpacing(0);
-  notice_ = new Notice(content);
-  column->addWidget(notice_);
-  column->addWidget(new ContentView(model_, *actions_, fileManager, content), 1);
-  setCentralWidget(content);
+  busyNotice_ = new Notice(QStringLiteral("busyNotice"), whole);
+  resultNotice_ = new Notice(QStringLiteral("resultNotice"), whole);
+  content_ = new ContentView(model_, *actions_, fileManager, whole);
+  column->addWidget(busyNotice_);
+  column->addWidget(resultNotice_);
+  column->addWidget(content_, 1);
+  setCentralWidget(whole);
+  setAcceptDrops(true);
+}
+
+// The content takes what is dropped anywhere on the window. Sent to it as usual, an event would come back
+// here.
+bool MainWindow::event(QEvent* event) {
+  switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::DragLeave:
+    case QEvent::Drop:
+      return static_cast<QObject*>(content_)->event(event);
+    default:
+      return QMainWindow::event(event);
+  }
 }
 
 void MainWindow::bringToFront() {
@@ -68,11 +86,10 @@ void MainWindow::bringToFront() {
 }
 
 void MainWindow::sayBusy(const std::filesystem::path& folder) {
-  noticeIsResult_ = false;
   const QString other = Paths::shownName(folder);
-  notice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
-                                     .arg(Paths::shownName(*model_.folder()), other)
-                               : tr("Tollbrook is busy. Open %1 again when it has finished.").arg(other));
+  busyNotice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
+                                         .arg(Paths::shownName(*model_.folder()), other)
+                                   : tr("Tollbrook is busy. Open %1 again when it has finished.").arg(other));
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -85,7 +102,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::followWork() {
-  if (!model_.isBusy() && !noticeIsResult_) notice_->hide();
+  if (!model_.isBusy()) busyNotice_->hide();
   // A finished run may have begun to scan its folder again; nobody waits for that.
   if (isClosing_ && !model_.isApplying()) close();
 }
@@ -94,13 +111,8 @@ void MainWindow::followWork() {
 // nobody.
 void MainWindow::showResult() {
   const auto& outcome = model_.outcome();
-  if (outcome && model_.isScanning()) {
-    noticeIsResult_ = true;
-    notice_->say(Summaries::of(*outcome));
-  } else if (!outcome && noticeIsResult_) {
-    noticeIsResult_ = false;
-    notice_->hide();
-  }
+  if (!outcome) resultNotice_->hide();
+  if (outcome && model_.isScanning()) resultNotice_->say(Summaries::of(*outcome));
 }
 
 }  // namespace tollbrook

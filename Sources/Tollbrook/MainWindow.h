@@ -10,6 +10,7 @@ namespace tollbrook {
 
 class Actions;
 class AppModel;
+class ContentView;
 class FileManager;
 class Notice;
 
@@ -34,6 +35,7 @@ class MainWindow : public QMainWindow {
   void sayBusy(const std::filesystem::path& folder);
 
  protected:
+  bool event(QEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
 
  private:
@@ -44,8 +46,9 @@ class MainWindow : public QMainWindow {
 
   AppModel& model_;
   Actions* actions_;
-  Notice* notice_ = nullptr;
-  bool noticeIsResult_ = false;
+  ContentView* content_ = nullptr;
+  Notice* busyNotice_ = nullptr;
+  Notice* resultNotice_ = nullptr;
   QTimer* patience_;
   bool isClosing_ = false;
 };

@@ -8,9 +8,9 @@
 
 namespace tollbrook {
 
-Notice::Notice(QWidget* parent)
+Notice::Notice(const QString& name, QWidget* parent)
     : TextLabel(QString(), Typography::TextStyle::callout, Tone::primary, parent) {
-  setObjectName(QStringLiteral("notice"));
+  setObjectName(name);
   setWordWrap(true);
   setContentsMargins(20, 8, 20, 8);
   hide();

@@ -10,7 +10,7 @@ class Notice : public TextLabel {
   Q_OBJECT
 
  public:
-  explicit Notice(QWidget* parent = nullptr);
+  explicit Notice(const QString& name, QWidget* parent = nullptr);
 
   void say(const QString& text);
 

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QDragEnterEvent>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QProxyStyle>
 #include <QSplitter>
@@ -169,6 +170,25 @@ TEST_F(ContentViewTest, TakesADroppedFolder) {
   EXPECT_FALSE(find<ContentView>("contentView")->dropTargeted());
   ASSERT_TRUE(waitUntil([this] { return model_->report().has_value(); }));
   EXPECT_EQ(model_->folder(), root());
+}
+
+TEST_F(ContentViewTest, TakesADropAnywhereOnTheWindow) {
+  const auto data = dragged({root()});
+  auto* view = find<ContentView>("contentView");
+  window_->sayBusy(root());
+  for (QWidget* place : {static_cast<QWidget*>(window_->menuBar()), find("busyNotice"), find("statusLine")}) {
+    QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(place, &enter);
+    EXPECT_TRUE(view->dropTargeted()) << place->objectName().toStdString();
+    QDropEvent drop(QPointF(1, 1), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+    drop.ignore();
+    QApplication::sendEvent(place, &drop);
+    EXPECT_TRUE(drop.isAccepted());
+    EXPECT_FALSE(view->dropTargeted());
+    ASSERT_TRUE(waitUntil([this] { return model_->report().has_value(); }));
+    model_->setFolder(temporary_.path());
+    ASSERT_TRUE(waitUntilIdle());
+  }
 }
 
 TEST_F(ContentViewTest, TakesTheFolderOfADroppedFile) {

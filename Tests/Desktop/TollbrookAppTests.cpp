@@ -215,7 +215,7 @@ TEST_F(TollbrookAppTest, SaysThatItIsBusyToALaterStart) {
   open(root());
   FolderLock lock(root());
   model().apply();
-  const auto* notice = window().findChild<QLabel*>("notice"_s);
+  const auto* notice = window().findChild<QLabel*>("busyNotice"_s);
   EXPECT_FALSE(notice->isVisible());
   EXPECT_EQ(app_->takeOver(temporary_.path()), SingleInstance::Answer::busy);
   EXPECT_TRUE(notice->isVisible());
@@ -224,14 +224,17 @@ TEST_F(TollbrookAppTest, SaysThatItIsBusyToALaterStart) {
   lock.release();
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_EQ(model().folder(), root());
-  EXPECT_TRUE(waitUntil([&] { return notice->text() == "1 dated"_s; })) << notice->text().toStdString();
+  EXPECT_TRUE(waitUntil([&] { return !notice->isVisible(); }));
+  const auto* result = window().findChild<QLabel*>("resultNotice"_s);
+  EXPECT_TRUE(waitUntil([&] { return result->isVisible(); }));
+  EXPECT_EQ(result->text(), "1 dated"_s);
 }
 
 TEST_F(TollbrookAppTest, GoesOnSayingWhatARunDidWhileTheFolderIsScannedAgain) {
   addPair("a.jpg");
   addPair("b.jpg");
   open(root());
-  const auto* notice = window().findChild<QLabel*>("notice"_s);
+  const auto* notice = window().findChild<QLabel*>("resultNotice"_s);
   model().apply();
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_EQ(model().statusLine(), "2 of 2 files have sidecar metadata."_s);
@@ -249,7 +252,7 @@ TEST_F(TollbrookAppTest, IsNotBusyWithAnotherFolderForALaterStartWithItsOwn) {
   window().showMinimized();
   EXPECT_EQ(app_->takeOver(root()), SingleInstance::Answer::raised);
   EXPECT_FALSE(window().isMinimized());
-  EXPECT_FALSE(window().findChild<QLabel*>("notice"_s)->isVisible());
+  EXPECT_FALSE(window().findChild<QLabel*>("busyNotice"_s)->isVisible());
   model().stop();
   ASSERT_TRUE(waitUntilIdle());
 }
