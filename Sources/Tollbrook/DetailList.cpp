@@ -193,7 +193,7 @@ void DetailList::showSelection() {
 }
 
 const MediaPair* DetailList::selectedPair() const {
-  if (!selection_) return nullptr;
+  if (!selection_ || !rows_->rowOf(*selection_)) return nullptr;
   const std::vector<MediaPair>& pairs = model_.pairs();
   const auto found = std::find_if(pairs.begin(), pairs.end(),
                                   [this](const MediaPair& pair) { return pair.id == *selection_; });

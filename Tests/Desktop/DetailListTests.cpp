@@ -118,6 +118,24 @@ TEST_F(DetailListTest, SaysWhereThereIsNoMedia) {
               ElementsAre("No media found"_s, "This folder has no photos or videos Tollbrook recognises."_s));
 }
 
+// A job is continued without a scan, and only a scan lists pairs.
+TEST_F(DetailListTest, ListsNothingWhileAJobIsContinued) {
+  addPairs(3);
+  leaveUnfinishedJob(true, test::datesOnly());
+  test::FolderLock lock(root());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->isApplying(); }));
+  EXPECT_TRUE(shows("noMedia"));
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->statusLine(), "3 dated"_s);
+  EXPECT_TRUE(shows("noMedia"));
+  model_->scan();
+  EXPECT_TRUE(shows("pairs"));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(table()->model()->rowCount(), 3);
+}
+
 TEST_F(DetailListTest, ShowsEachPair) {
   addPair("a.jpg");
   addPair("b.mp4");
@@ -314,6 +332,17 @@ TEST_F(DetailListTest, HasNoContextMenuWithoutASelection) {
   addPair("a.jpg");
   scanRoot();
   rightClick(QPoint(5, table()->viewport()->height() - 5));
+  EXPECT_EQ(window_->findChild<QMenu*>("pairMenu"_s), nullptr);
+}
+
+TEST_F(DetailListTest, HasNoContextMenuForAPairThatIsNotListed) {
+  addPair("a.jpg");
+  scanRoot();
+  select(0);
+  model_->setFilter(RowFilter::problems);
+  ASSERT_EQ(table()->model()->rowCount(), 0);
+  ASSERT_TRUE(find<DetailList>("detailList")->selection());
+  Q_EMIT table()->customContextMenuRequested(QPoint(5, 5));
   EXPECT_EQ(window_->findChild<QMenu*>("pairMenu"_s), nullptr);
 }
 
