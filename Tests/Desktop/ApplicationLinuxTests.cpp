@@ -11,6 +11,7 @@
 #include "Desktop/Support/AppTest.h"
 #include "Desktop/Support/Application.h"
 #include "Support/CommandLine.h"
+#include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Support/StandIn.h"
 #include "TollbrookCore/ExifTool.h"
@@ -24,6 +25,8 @@ using test::eventually;
 using test::FolderLock;
 using test::hasTakenDate;
 using test::Program;
+using test::Trace;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -198,46 +201,64 @@ TEST_F(ApplicationTest, RefusesTwoFolders) {
   EXPECT_EQ(application_.run({root().string(), root().string()}).status, 2);
 }
 
-// The lines of a log by `strace -f` that the thread wrote and that name the path.
-std::vector<std::string> callsNaming(const std::string& log, const std::string& thread, const path& place) {
-  std::vector<std::string> found;
-  std::istringstream lines(log);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with(thread + ' ') && line.find(place.string()) != std::string::npos) {
-      found.push_back(line);
+TEST_F(ApplicationTest, RefusesAFolderWithoutAName) {
+  const Program::Result result = application_.run({""});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.errors, "Tollbrook: the folder's name is empty\n");
+}
+
+TEST_F(ApplicationTest, TakesTheFolderOnEitherSideOfTheEndOfOptions) {
+  for (const auto& arguments : {std::vector<std::string>{"gone", "--"}, {"--", "gone"}, {"--", "--gone"}}) {
+    const Program::Result result = application_.run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.errors, HasSubstr("gone: No such file or directory"));
+  }
+}
+
+TEST_F(ApplicationTest, AnswersWithoutADisplay) {
+  for (const std::string option : {"--help", "-h", "--version", "-v"}) {
+    Program::Call call = application_.call({option});
+    for (auto& [name, value] : call.environment) {
+      if (name == "QT_QPA_PLATFORM") value = "none-such";
+    }
+    const Program::Result result = Program::run(call);
+    EXPECT_EQ(result.status, 0) << option << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("Tollbrook"));
+    if (option == "--help") {
+      EXPECT_THAT(result.output, HasSubstr("Started without one"));
     }
   }
-  return found;
 }
 
 TEST_F(ApplicationTest, DoesNoFileWorkOnItsMainThread) {
-  const path log = temporary_ / "strace.log";
-  if (Program::run({.program = "strace", .arguments = {"-f", "-o", log.string(), "true"}}).status != 0) {
+  if (!Trace::isPossible())
     GTEST_SKIP() << "strace is not installed or may not trace: nothing was tested here";
-  }
   addPairs(30);
   leaveUnfinishedJob();
-  Program::Call call = application_.call({});
-  // -y names the file of every descriptor.
-  call.arguments = {"-f", "-y",         "-qq",       "-s", "4096", "-e", "trace=%file,%desc",
-                    "-o", log.string(), call.program};
-  call.program = "strace";
-  // A sanitizer cannot look for leaks in a program that is being traced.
-  call.environment.emplace_back("ASAN_OPTIONS", "detect_leaks=0");
-  Program program(call);
+  const Trace trace(application_.call({}));
   ASSERT_TRUE(eventually([this] { return application_.phase(root()) == JobJournal::Phase::complete; }));
-  const std::string begun = test::readFile(log);
-  const std::string mainThread = begun.substr(0, begun.find(' '));
-  kill(std::stoi(mainThread), SIGTERM);
-  EXPECT_TRUE(endedWell(program));
-
-  const std::string all = test::readFile(log);
-  const path jobs = application_.data() / "Tollbrook";
-  for (const path& place : {root(), jobs}) {
-    EXPECT_THAT(callsNaming(all, mainThread, place), IsEmpty());
-    // Others did it.
-    EXPECT_THAT(all, HasSubstr(place.string()));
+  EXPECT_TRUE(trace.end());
+  for (const path& place : {root(), application_.data() / "Tollbrook"}) {
+    EXPECT_THAT(trace.callsOfMainThread(place), IsEmpty());
+    EXPECT_TRUE(trace.hasOpened(place));
   }
+}
+
+TEST_F(ApplicationTest, LooksOnItsMainThreadOnlyAtTheFolderThatItIsStartedWith) {
+  if (!Trace::isPossible())
+    GTEST_SKIP() << "strace is not installed or may not trace: nothing was tested here";
+  addPairs(30);
+  const path other = temporary_ / "other";
+  test::writePair(other / "a.jpg", test::tinyJpeg(), {});
+  const Trace trace(application_.call({root().string()}));
+  ASSERT_TRUE(eventually([&] { return trace.hasOpened(root()); }));
+  // It goes the way of a drop.
+  ASSERT_TRUE(eventually([&] { return application_.run({other.string()}).status == 0; }));
+  ASSERT_TRUE(eventually([&] { return trace.hasOpened(other); }));
+  EXPECT_TRUE(trace.end());
+  EXPECT_THAT(trace.callsOfMainThread(root()), ElementsAre(HasSubstr("stat")));
+  EXPECT_THAT(trace.callsOfMainThread(other), IsEmpty());
+  EXPECT_THAT(trace.callsOfMainThread(application_.data() / "Tollbrook"), IsEmpty());
 }
 
 }  // namespace

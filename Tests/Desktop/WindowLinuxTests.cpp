@@ -9,6 +9,7 @@
 
 #include "Desktop/Support/Application.h"
 #include "Support/CommandLine.h"
+#include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Support/Sidecars.h"
 #include "Support/StandIn.h"
@@ -246,6 +247,24 @@ TEST_F(WindowTest, WritesStopsQuitsAndContinuesWhereItStopped) {
     EXPECT_GT(count, 0U) << kind;
   }
   std::cout << '\n';
+}
+
+TEST_F(WindowTest, WritesWithoutFileWorkOnItsMainThread) {
+  if (!test::Trace::isPossible()) {
+    GTEST_SKIP() << "strace is not installed or may not trace: nothing was tested here";
+  }
+  for (const char* name : {"a.jpg", "b.jpg"}) test::writePair(root_ / name, test::tinyJpeg(), {});
+  const Application application(display_->name());
+  const test::Trace trace(application.call({root_.string()}));
+  ASSERT_TRUE(display_->focusWindow());
+  ASSERT_TRUE(eventually([&] {
+    display_->press("ctrl+Return");
+    return application.phase(root_) == JobJournal::Phase::complete;
+  }));
+  EXPECT_TRUE(trace.end());
+  // The look at its argument.
+  EXPECT_THAT(trace.callsOfMainThread(root_), testing::ElementsAre(testing::HasSubstr("stat")));
+  EXPECT_THAT(trace.callsOfMainThread(application.data() / "Tollbrook"), testing::IsEmpty());
 }
 
 }  // namespace

@@ -1,9 +1,14 @@
 #include "Desktop/Support/Application.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
 
 #include <cerrno>
+#include <sstream>
+#include <utility>
 
+#include "Support/StandIn.h"
 #include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::test {
@@ -47,6 +52,54 @@ bool Application::listens() const {
     if (entry.is_socket()) return true;
   }
   return false;
+}
+
+bool Trace::isPossible() {
+  return Program::run({.program = "strace", .arguments = {"-f", "-o", "/dev/null", "true"}}).status == 0;
+}
+
+Trace::Trace(Program::Call call) {
+  // -y names the file of every descriptor.
+  std::vector<std::string> arguments{
+      "-f", "-y", "-qq", "-s", "4096", "-e", "trace=%file,%desc", "-o", log_.string(), call.program};
+  arguments.insert(arguments.end(), call.arguments.begin(), call.arguments.end());
+  call.arguments = std::move(arguments);
+  call.program = "strace";
+  // A sanitizer cannot look for leaks in a program that is being traced.
+  call.environment.emplace_back("ASAN_OPTIONS", "detect_leaks=0");
+  program_ = std::make_unique<Program>(call);
+  EXPECT_TRUE(eventually([this] { return exists(log_) && file_size(log_) > 0; }));
+}
+
+bool Trace::end() const {
+  kill(std::stoi(mainThread()), SIGTERM);
+  return program_->wait(std::chrono::seconds(60)).status == 0;
+}
+
+bool Trace::hasOpened(const std::filesystem::path& folder) const {
+  const std::string log = readFile(log_);
+  return log.find(folder.string() + '>') != std::string::npos ||
+         log.find(folder.string() + '/') != std::string::npos;
+}
+
+std::vector<std::string> Trace::callsOfMainThread(const std::filesystem::path& folder) const {
+  const std::string thread = mainThread();
+  std::vector<std::string> found;
+  std::istringstream lines(readFile(log_));
+  for (std::string line; std::getline(lines, line);) {
+    // A name in the arguments of the program or in what another one says touches no file.
+    const bool isText =
+        line.find(" execve(") != std::string::npos || line.find("<socket:") != std::string::npos;
+    const bool names = line.find(folder.string()) != std::string::npos;
+    if (line.starts_with(thread + ' ') && names && !isText) found.push_back(line);
+  }
+  return found;
+}
+
+// Which writes the first line.
+std::string Trace::mainThread() const {
+  const std::string log = readFile(log_);
+  return log.substr(0, log.find(' '));
 }
 
 }  // namespace tollbrook::test

@@ -43,4 +43,27 @@ class Application {
   TemporaryFolder runtime_;
 };
 
+/// The application under strace, from which it tells which thread touched what.
+class Trace {
+ public:
+  /// Whether strace is there and may trace.
+  static bool isPossible();
+
+  explicit Trace(Program::Call call);
+
+  /// Tells the application to end; whether it ended well.
+  bool end() const;
+  /// Whether this folder, or something in it, has been opened.
+  bool hasOpened(const std::filesystem::path& folder) const;
+  /// What the main thread asked of the system about this folder and what is below it.
+  std::vector<std::string> callsOfMainThread(const std::filesystem::path& folder) const;
+
+ private:
+  std::string mainThread() const;
+
+  TemporaryFolder temporary_;
+  const std::filesystem::path log_ = temporary_ / "strace.log";
+  std::unique_ptr<Program> program_;
+};
+
 }  // namespace tollbrook::test
