@@ -146,8 +146,8 @@ QWidget* Inspector::makeScrollingColumn() {
 QWidget* Inspector::makeFoot(Actions& actions) {
   auto* foot = new QWidget;
   auto* column = new QVBoxLayout(foot);
-  column->setContentsMargins(besideFocus, 12, besideFocus, betweenSections);
-  column->setSpacing(betweenRelated);
+  column->setContentsMargins(besideFocus, 12, besideFocus, betweenSections - Style::focusRoom);
+  column->setSpacing(betweenRelated - 2 * Style::focusRoom);
   column->addWidget(makeActions(actions));
   column->addWidget(makeError());
   return foot;
@@ -254,6 +254,7 @@ QWidget* Inspector::makeSafety() {
 QWidget* Inspector::makeActions(Actions& actions) {
   QVBoxLayout* column = nullptr;
   QWidget* const section = makeSection(QStringLiteral("actions"), column);
+  column->setSpacing(betweenRelated - Style::focusRoom);
 
   write_ = new QPushButton(actions.writeMetadata()->icon(), tr("Write metadata"));
   write_->setObjectName(QStringLiteral("writeButton"));

@@ -17,6 +17,7 @@
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/ElidedLabel.h"
 #include "Tollbrook/SelectableText.h"
+#include "Tollbrook/Style.h"
 
 namespace tollbrook {
 namespace {
@@ -102,8 +103,8 @@ TEST_F(InspectorTest, EndsWithItsStatusLine) {
   // Its text changes its height in a later turn of the event loop.
   EXPECT_TRUE(waitUntil([&] { return status->height() == status->heightForWidth(status->width()); }))
       << status->height();
-  EXPECT_EQ(status->mapTo(find("inspector"), QPoint(0, status->height())).y(),
-            find("inspector")->height() - 16);
+  const int endOfText = status->height() - Style::focusRoom;
+  EXPECT_EQ(status->mapTo(find("inspector"), QPoint(0, endOfText)).y(), find("inspector")->height() - 16);
 }
 
 TEST_F(InspectorTest, AsksForAFolderBeforeThereIsOne) {
