@@ -8,7 +8,6 @@
 
 // The program as it is, on a job store of its own.
 int main(int argc, char** argv) {
-  const QApplication application(argc, argv);
   const QTemporaryDir store;
   tollbrook::JobJournal::setBaseDirectoryOverride(store.path().toStdString());
   std::optional<tollbrook::bench::FirstPaint> end;

@@ -3,9 +3,12 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTextStream>
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/QuitSignals.h"
@@ -20,6 +23,8 @@ namespace {
 
 using Folder = std::optional<std::filesystem::path>;
 
+constexpr std::string_view endOfOptions = "--";
+
 constexpr int wrongUse = 2;
 constexpr int notOpened = 1;
 
@@ -28,18 +33,32 @@ int complain(const QString& text) {
   return wrongUse;
 }
 
-// The folder in the arguments, or the folder of the file there. Nothing, after saying why, when it is
-// missing.
-std::optional<Folder> folderArgument(int argc, char** argv) {
-  QCommandLineParser parser;
+// Answers what asks for no window, and ends the program then.
+void parseArguments(QCommandLineParser& parser) {
   parser.setApplicationDescription(
       QApplication::tr("Puts the dates, positions and captions of an exported photo library back into its "
                        "files."));
   parser.addHelpOption();
   parser.addVersionOption();
-  parser.addPositionalArgument(QStringLiteral("folder"), QApplication::tr("Opens this folder."),
-                               QStringLiteral("[folder]"));
-  parser.process(*qApp);
+  parser.addPositionalArgument(
+      QStringLiteral("folder"),
+      QApplication::tr("Opens this folder. Started without one, it continues unfinished work."),
+      QStringLiteral("[folder]"));
+  parser.process(*QCoreApplication::instance());
+}
+
+// Whether the arguments want words, for which no display has to be there.
+bool asksForWords(int argc, char** argv) {
+  constexpr std::array<std::string_view, 5> words{"-h", "--help", "--help-all", "-v", "--version"};
+  char** const end = std::find(argv + 1, argv + argc, endOfOptions);
+  return std::find_first_of(argv + 1, end, words.begin(), words.end()) != end;
+}
+
+// The folder in the arguments, or the folder of the file there. Nothing, after saying why, when it is
+// missing.
+std::optional<Folder> folderArgument(char** argv) {
+  QCommandLineParser parser;
+  parseArguments(parser);
   const auto count = parser.positionalArguments().size();
   if (count == 0) return Folder();
   if (count > 1) {
@@ -47,7 +66,13 @@ std::optional<Folder> folderArgument(int argc, char** argv) {
     return std::nullopt;
   }
   // The bytes as they came: Qt's text of an argument loses those that are no UTF-8.
-  const std::filesystem::path path = Files::standardized(argv[argc - 1]);
+  const bool afterTheOptions = std::string_view(argv[1]) == endOfOptions;
+  const std::string_view given = argv[afterTheOptions ? 2 : 1];
+  if (given.empty()) {
+    complain(QApplication::tr("the folder's name is empty"));
+    return std::nullopt;
+  }
+  const std::filesystem::path path = Files::standardized(given);
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
   if (error || !std::filesystem::exists(status)) {
@@ -57,8 +82,11 @@ std::optional<Folder> folderArgument(int argc, char** argv) {
   return std::filesystem::is_directory(status) ? path : path.parent_path();
 }
 
-int handOver(const SingleInstance& instance, const Folder& folder) {
+// The status to end with; none when this one is, or has become, the first.
+std::optional<int> handOver(SingleInstance& instance, const Folder& folder) {
+  if (instance.isFirst()) return std::nullopt;
   const auto answer = instance.handOver(folder);
+  if (instance.isFirst()) return std::nullopt;
   if (!answer) {
     complain(QApplication::tr("another Tollbrook is running and does not answer"));
     return notOpened;
@@ -73,16 +101,22 @@ int handOver(const SingleInstance& instance, const Folder& folder) {
 }  // namespace
 
 int runProgram(int argc, char** argv, const RunSettings& settings) {
-  QApplication::setApplicationName(QStringLiteral("Tollbrook"));
-  QApplication::setApplicationVersion(QStringLiteral(TOLLBROOK_VERSION));
+  QCoreApplication::setApplicationName(QStringLiteral("Tollbrook"));
+  QCoreApplication::setApplicationVersion(QStringLiteral(TOLLBROOK_VERSION));
+  if (asksForWords(argc, argv)) {
+    const QCoreApplication withoutDisplay(argc, argv);
+    QCommandLineParser parser;
+    parseArguments(parser);
+  }
+  const QApplication application(argc, argv);
   QApplication::setDesktopFileName(QStringLiteral("tollbrook"));
   QApplication::setWindowIcon(Icons::icon(Icons::Symbol::application));
   QApplication::setStyle(new Style);
 
-  const auto folder = folderArgument(argc, argv);
+  const auto folder = folderArgument(argv);
   if (!folder) return wrongUse;
   SingleInstance instance(JobJournal::baseDirectory());
-  if (!instance.isFirst()) return handOver(instance, *folder);
+  if (const auto status = handOver(instance, *folder)) return *status;
 
   TollbrookApp app;
   if (settings.onStart) settings.onStart(app);

@@ -15,9 +15,9 @@ struct RunSettings {
   std::chrono::milliseconds lastWait{2000};
 };
 
-/// The whole program behind its QApplication, which the caller has made and which is given the arguments:
-/// the only window of a job store, or its folder handed to that window. Returns the program's exit status;
-/// ends the program with it when a file takes longer than anybody waits. Main thread only.
+/// The whole program: the only window of a job store, or its folder handed to that window. Returns the
+/// program's exit status; ends the program with it when a file takes longer than anybody waits, or when the
+/// arguments only ask for its help or version. Called once, on the main thread.
 int runProgram(int argc, char** argv, const RunSettings& settings = {});
 
 }  // namespace tollbrook

@@ -1,8 +1,3 @@
-#include <QApplication>
-
 #include "Tollbrook/RunProgram.h"
 
-int main(int argc, char** argv) {
-  const QApplication application(argc, argv);
-  return tollbrook::runProgram(argc, argv);
-}
+int main(int argc, char** argv) { return tollbrook::runProgram(argc, argv); }

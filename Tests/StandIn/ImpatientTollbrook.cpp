@@ -1,4 +1,3 @@
-#include <QApplication>
 #include <QTimer>
 
 #include "Tollbrook/RunProgram.h"
@@ -6,7 +5,6 @@
 
 // The application with waits for its end that a test can sit out.
 int main(int argc, char** argv) {
-  const QApplication application(argc, argv);
   const auto shorten = [](tollbrook::TollbrookApp& app) {
     app.window().findChild<QTimer*>(QStringLiteral("patience"))->setInterval(1);
   };
