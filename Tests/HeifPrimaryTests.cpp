@@ -48,6 +48,19 @@ TEST(PrimaryImage, StaysAlone) {
   EXPECT_EQ(written(after), after);
 }
 
+TEST(PrimaryImage, GetsXmpOfItsOwnWhenTheOnlyOneGoes) {
+  HeifShape shape;
+  // With the extent of an image it is one.
+  shape.items = {image(1, "first"),
+                 {.id = 2, .type = "mime", .data = "<x/>", .contentType = "application/rdf+xml"}};
+  const TargetTags target = test::captioned("a caption");
+  const auto captioned = [&](const std::string& file) { return plan(MemorySource(file), target).bytes(); };
+  const std::string after = captioned(makeHeif(shape));
+  EXPECT_THAT(itemsOf(after), ElementsAre(1, 3, 4));
+  EXPECT_THAT(dataOf(after, 4), HasSubstr("a caption"));
+  EXPECT_EQ(captioned(after), after);
+}
+
 TEST(PrimaryImage, LeavesNoPropertyOfAnother) {
   const auto extent = [](char width) {
     return isoBox("ispe", std::string(7, '\0') + width + std::string("\0\0\0\x30", 4));

@@ -16,7 +16,7 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   const std::set<ItemId> removed = itemsOfOtherImages(meta);
   const bool hasOthers = !removed.empty() || old.hasMovie();
   // A new item must not get the number of one that goes.
-  const std::vector<Payload> payloads = updateMetadata(file, meta, target);
+  const std::vector<Payload> payloads = updateMetadata(file, meta, removed, target);
   if (hasOthers) removeItems(meta, removed);
   OutputPlan result = hasOthers ? layOutAnew(file, old, std::move(meta), payloads)
                                 : layOutInPlace(file, old, std::move(meta), payloads);

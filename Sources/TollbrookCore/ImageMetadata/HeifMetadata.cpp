@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <set>
 #include <string_view>
 
 #include "TollbrookCore/ImageMetadata/ExifEdits.h"
@@ -21,7 +20,8 @@ bool isXmp(const Item& item) { return item.type == "mime" && item.contentType ==
 // The items of a kind that describe the primary image; when none says so, those that do not say what they
 // describe.
 template <typename Kind>
-std::vector<const Item*> describingPrimary(const Meta& meta, const Kind& isOfKind) {
+std::vector<const Item*> describingPrimary(const Meta& meta, const std::set<ItemId>& leaving,
+                                           const Kind& isOfKind) {
   std::set<ItemId> describing, saying;
   for (const auto& reference : meta.references.references) {
     if (reference.type != "cdsc") continue;
@@ -32,7 +32,7 @@ std::vector<const Item*> describingPrimary(const Meta& meta, const Kind& isOfKin
   }
   std::vector<const Item*> result, silent;
   for (const Item& item : meta.items.items) {
-    if (!isOfKind(item)) continue;
+    if (!isOfKind(item) || leaving.contains(item.id)) continue;
     if (describing.contains(item.id)) result.push_back(&item);
     if (!saying.contains(item.id)) silent.push_back(&item);
   }
@@ -109,10 +109,10 @@ ItemId addItem(Meta& meta, const std::string& type, const std::string& contentTy
   return id;
 }
 
-void updateExif(const ByteSource& file, Meta& meta, const TargetTags& target,
+void updateExif(const ByteSource& file, Meta& meta, const std::set<ItemId>& leaving, const TargetTags& target,
                 std::vector<Payload>& payloads) {
   const TiffEdits edits = exifEdits(target);
-  const auto items = describingPrimary(meta, isExif);
+  const auto items = describingPrimary(meta, leaving, isExif);
   if (items.size() > 1) throw Refused("there are several Exif items");
   if (items.empty()) {
     payloads.push_back(
@@ -125,8 +125,9 @@ void updateExif(const ByteSource& file, Meta& meta, const TargetTags& target,
   payloads.push_back(std::move(payload));
 }
 
-void updateXmp(const ByteSource& file, Meta& meta, const TargetTags& target, std::vector<Payload>& payloads) {
-  const auto items = describingPrimary(meta, isXmp);
+void updateXmp(const ByteSource& file, Meta& meta, const std::set<ItemId>& leaving, const TargetTags& target,
+               std::vector<Payload>& payloads) {
+  const auto items = describingPrimary(meta, leaving, isXmp);
   if (items.size() > mostXmpItems) throw Refused("there are too many XMP items");
   bool needsCaption = true;
   std::uint64_t left = mostMetadata;
@@ -148,10 +149,11 @@ void updateXmp(const ByteSource& file, Meta& meta, const TargetTags& target, std
 
 }  // namespace
 
-std::vector<Payload> updateMetadata(const ByteSource& file, Meta& meta, const TargetTags& target) {
+std::vector<Payload> updateMetadata(const ByteSource& file, Meta& meta, const std::set<ItemId>& leaving,
+                                    const TargetTags& target) {
   std::vector<Payload> payloads;
-  updateExif(file, meta, target, payloads);
-  updateXmp(file, meta, target, payloads);
+  updateExif(file, meta, leaving, target, payloads);
+  updateXmp(file, meta, leaving, target, payloads);
   return payloads;
 }
 

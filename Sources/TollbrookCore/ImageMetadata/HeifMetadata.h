@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,9 @@ struct Payload {
 };
 
 /// The payloads with the target tags, unchanged ones included. Items that are missing are put into the tables
-/// of `meta`, without a place yet. Throws Refused when what is there is not sound enough.
-std::vector<Payload> updateMetadata(const ByteSource& file, Meta& meta, const TargetTags& target);
+/// of `meta`, without a place yet; those that are `leaving` the file count as missing. Throws Refused when
+/// what is there is not sound enough.
+std::vector<Payload> updateMetadata(const ByteSource& file, Meta& meta, const std::set<ItemId>& leaving,
+                                    const TargetTags& target);
 
 }  // namespace tollbrook::ImageMetadata::Heif
