@@ -1,10 +1,10 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/HeifItems.h"
@@ -49,7 +49,11 @@ struct Range {
   std::uint64_t end() const { return offset + length; }
   bool overlaps(const Range& other) const { return offset < other.end() && other.offset < end(); }
   bool holds(const Range& other) const { return offset <= other.offset && other.end() <= end(); }
-  auto operator<=>(const Range& other) const = default;  ///< by their places
+  bool operator==(const Range& other) const = default;
+  /// By their places.
+  bool operator<(const Range& other) const {
+    return std::pair(offset, length) < std::pair(other.offset, other.length);
+  }
 };
 
 struct File {
