@@ -87,9 +87,11 @@ std::vector<std::string> Trace::callsOfMainThread(const std::filesystem::path& f
   std::vector<std::string> found;
   std::istringstream lines(readFile(log_));
   for (std::string line; std::getline(lines, line);) {
-    // A name in the arguments of the program or in what another one says touches no file.
-    const bool isText =
-        line.find(" execve(") != std::string::npos || line.find("<socket:") != std::string::npos;
+    // A name in the arguments of the program, which a sanitizer reads again, or in what another program says
+    // touches no file.
+    const bool isText = line.find(" execve(") != std::string::npos ||
+                        line.find("<socket:") != std::string::npos ||
+                        line.find("/cmdline>, ") != std::string::npos;
     const bool names = line.find(folder.string()) != std::string::npos;
     if (line.starts_with(thread + ' ') && names && !isText) found.push_back(line);
   }
