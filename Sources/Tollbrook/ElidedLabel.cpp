@@ -6,7 +6,6 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
-#include <QStyleOption>
 
 #include "Tollbrook/Paths.h"
 #include "Tollbrook/Style.h"
@@ -45,11 +44,8 @@ QSize ElidedLabel::minimumSizeHint() const {
 
 void ElidedLabel::paintEvent(QPaintEvent* event) {
   TextLabel::paintEvent(event);
-  if (!hasFocus()) return;
-  QStyleOptionFocusRect ring;
-  ring.initFrom(this);
   QPainter painter(this);
-  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+  Style::drawFocus(painter, *this, rect());
 }
 
 // Of itself it draws again only where its caret comes and goes.

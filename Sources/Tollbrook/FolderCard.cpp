@@ -2,8 +2,6 @@
 
 #include <QHBoxLayout>
 #include <QPainter>
-#include <QStyle>
-#include <QStyleOption>
 
 #include "Tollbrook/Card.h"
 #include "Tollbrook/ElidedLabel.h"
@@ -11,6 +9,7 @@
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/Paths.h"
+#include "Tollbrook/Style.h"
 
 namespace tollbrook {
 
@@ -66,11 +65,8 @@ void FolderCard::setFolder(const std::optional<std::filesystem::path>& folder) {
 
 void FolderCard::paintEvent(QPaintEvent*) {
   Card::paint(*this, 10, isDown() ? 0.1 : underMouse() ? 0.04 : 0);
-  if (!hasFocus()) return;
-  QStyleOptionFocusRect ring;
-  ring.initFrom(this);
   QPainter painter(this);
-  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+  Style::drawFocus(painter, *this, rect());
 }
 
 }  // namespace tollbrook

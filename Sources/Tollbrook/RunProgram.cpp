@@ -28,10 +28,7 @@ constexpr std::string_view endOfOptions = "--";
 constexpr int wrongUse = 2;
 constexpr int notOpened = 1;
 
-int complain(const QString& text) {
-  QTextStream(stderr) << "Tollbrook: " << text << Qt::endl;
-  return wrongUse;
-}
+void complain(const QString& text) { QTextStream(stderr) << "Tollbrook: " << text << Qt::endl; }
 
 // Answers what asks for no window, and ends the program then.
 void parseArguments(QCommandLineParser& parser) {

@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QPainter>
-#include <QStyleOption>
 #include <QTextDocument>
 #include <QWheelEvent>
 #include <algorithm>
@@ -70,12 +69,8 @@ void SelectableText::changeEvent(QEvent* event) {
 
 void SelectableText::paintEvent(QPaintEvent* event) {
   QTextEdit::paintEvent(event);
-  if (!hasFocus()) return;
-  QStyleOptionFocusRect ring;
-  ring.initFrom(this);
-  ring.rect = viewport()->rect();
   QPainter painter(viewport());
-  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+  Style::drawFocus(painter, *this, viewport()->rect());
 }
 
 // Of itself it draws again only where its caret comes and goes.

@@ -7,9 +7,8 @@
 
 namespace tollbrook {
 
-/// Text that can be selected and copied, as high as it needs to be, with room
-/// around it for the ring that shows its focus. It wraps anywhere: a name without spaces
-/// must not make the column wider.
+/// Text that can be selected and copied, as high as it needs to be, with room around it for the ring that
+/// shows its focus. It wraps anywhere: a name without spaces must not make the column wider.
 class SelectableText : public QTextEdit {
   Q_OBJECT
 

@@ -187,6 +187,14 @@ void drawScrollBar(const QStyle& style, const QStyleOptionSlider& bar, QPainter*
 
 Style::Style() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
 
+void Style::drawFocus(QPainter& painter, const QWidget& widget, const QRect& rect) {
+  if (!widget.hasFocus()) return;
+  QStyleOptionFocusRect ring;
+  ring.initFrom(&widget);
+  ring.rect = rect;
+  widget.style()->drawPrimitive(PE_FrameFocusRect, &ring, &painter, &widget);
+}
+
 void Style::polish(QPalette& palette) {
   QProxyStyle::polish(palette);
   // Systems give what is disabled a grey that few can read.

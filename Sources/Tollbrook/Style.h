@@ -15,6 +15,9 @@ class Style : public QProxyStyle {
 
   Style();
 
+  /// Draws the ring that shows the focus along the inside of `rect`, while the widget has the focus.
+  static void drawFocus(QPainter& painter, const QWidget& widget, const QRect& rect);
+
   /// Makes amber the colour of selections, and disabled text readable; everything else stays the system's.
   void polish(QPalette& palette) override;
   void polish(QWidget* widget) override;

@@ -64,11 +64,7 @@ void Toggle::paintEvent(QPaintEvent*) {
                         static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)) |
                             Qt::AlignTop | Qt::TextWordWrap,
                         palette(), isEnabled(), text(), foregroundRole());
-  if (hasFocus()) {
-    QStyleOptionFocusRect ring;
-    ring.initFrom(this);
-    style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
-  }
+  Style::drawFocus(painter, *this, rect());
 }
 
 }  // namespace tollbrook
