@@ -44,7 +44,8 @@ bool isRegularFile(const std::filesystem::path& path) {
 /// What a child that was ended left of its new file; the next child would refuse to begin another. The caller
 /// holds the folder's lock, and the child is gone.
 void removeTemporary(const std::filesystem::path& file) {
-  const std::filesystem::path temporary = file.native() + "_exiftool_tmp";
+  std::filesystem::path temporary = file;
+  temporary += ExifTool::temporarySuffix;
   // When exiftool cannot rename over the original it removes that first; then this is all there is of it.
   if (!isRegularFile(file) || !isRegularFile(temporary)) return;
   std::error_code ignored;

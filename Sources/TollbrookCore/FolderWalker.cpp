@@ -13,14 +13,13 @@
 #include <limits>
 #include <thread>
 
+#include "TollbrookCore/ExifTool.h"
+#include "TollbrookCore/ImageMetadata/ImageWriter.h"
 #include "TollbrookCore/Models.h"
 #include "TollbrookCore/Support/Platform.h"
 
 namespace tollbrook::FolderWalker {
 namespace {
-
-constexpr std::string_view ownTemporaryPrefix = ".tollbrook-";
-constexpr std::string_view exifToolTemporaryMark = "_exiftool_tmp";
 
 // When a program dies, the lock on its folder goes a moment before the exiftool that it had running; taking a
 // file away from an exiftool that is about to rename it would lose the photo. Whatever rests for this long
@@ -36,7 +35,8 @@ bool isHidden(std::string_view name) { return name.starts_with('.'); }
 bool isMediaName(std::string_view name) { return isMedia(inferMediaKind(fileExtension(name))); }
 
 bool looksLikeLeftover(std::string_view name) {
-  if (!name.starts_with(ownTemporaryPrefix) && name.find(exifToolTemporaryMark) == std::string_view::npos) {
+  if (!name.starts_with(ImageMetadata::temporaryPrefix) &&
+      name.find(ExifTool::temporarySuffix) == std::string_view::npos) {
     return false;
   }
   return !SidecarMatcher::isJsonFilename(name) && (isHidden(name) || !isMediaName(name));
@@ -71,8 +71,8 @@ std::optional<FileState> stateOf(int directory, const char* name) {
 // ended in between, the new file is all that is left of the photo; nobody else's leftover is as large.
 bool isOnlyCopy(int directory, std::string_view name, const FileState& state) {
   constexpr std::int64_t smallestPhoto = 1024;
-  if (!name.ends_with(exifToolTemporaryMark) || state.size < smallestPhoto) return false;
-  name.remove_suffix(exifToolTemporaryMark.size());
+  if (!name.ends_with(ExifTool::temporarySuffix) || state.size < smallestPhoto) return false;
+  name.remove_suffix(ExifTool::temporarySuffix.size());
   return isMediaName(name) && !stateOf(directory, std::string(name).c_str());
 }
 
@@ -179,8 +179,8 @@ void Folder::removeLeftovers() {
   bool mustRest = false;
   for (const std::uint32_t offset : leftovers_) {
     before.push_back(stateOf(descriptor(), nameAt(offset)));
-    mustRest =
-        mustRest || (before.back() && !std::string_view(nameAt(offset)).starts_with(ownTemporaryPrefix));
+    mustRest = mustRest || (before.back() &&
+                            !std::string_view(nameAt(offset)).starts_with(ImageMetadata::temporaryPrefix));
   }
   if (mustRest) std::this_thread::sleep_for(exifToolRest);
   for (std::size_t i = 0; i < leftovers_.size(); ++i) {

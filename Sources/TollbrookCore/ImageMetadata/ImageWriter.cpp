@@ -46,7 +46,8 @@ class TemporaryFile {
  public:
   /// By this prefix the walk over a folder knows what an interrupted write left.
   explicit TemporaryFile(const std::filesystem::path& beside)
-      : path_(beside.parent_path() / (".tollbrook-" + randomUuid() + beside.extension().native())),
+      : path_(beside.parent_path() /
+              (std::string(temporaryPrefix) + randomUuid() + beside.extension().native())),
         file_(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
     if (!file_) fail(Files::lastError());
   }
