@@ -177,6 +177,13 @@ std::set<std::uint32_t> Meta::entities() const {
   return entities;
 }
 
+std::vector<Box> Meta::itemProperties() const {
+  for (const Child& child : propertyBoxes) {
+    if (child.type == "ipco") return boxesIn(boxesIn(child.whole).front().content);
+  }
+  return {};
+}
+
 std::set<std::uint32_t> Meta::propertiesInUse() const {
   std::set<std::uint32_t> places;
   for (const PropertyTable& table : properties) {

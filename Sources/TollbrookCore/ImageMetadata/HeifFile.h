@@ -37,6 +37,8 @@ struct Meta {
   bool has(std::string_view child) const;
   /// What can have properties or be in a group: the items and the groups.
   std::set<std::uint32_t> entities() const;
+  /// The properties that items may have, in the order of their places in "ipco".
+  std::vector<Box> itemProperties() const;
   /// The places in "ipco", from 1, of the properties that anything has.
   std::set<std::uint32_t> propertiesInUse() const;
 };

@@ -62,13 +62,10 @@ std::vector<ItemId> primaryAndWhatItShows(const Meta& meta) {
 // Every image has its extent among its properties (ISO/IEC 23008-12, 6.5.3), and nothing else has.
 std::set<ItemId> imagesAmong(const Meta& meta) {
   std::set<std::uint32_t> extents;
-  for (const Meta::Child& child : meta.propertyBoxes) {
-    if (child.type != "ipco") continue;
-    std::uint32_t place = 0;
-    for (const Box& property : boxesIn(boxesIn(child.whole).front().content)) {
-      ++place;
-      if (property.type == "ispe") extents.insert(place);
-    }
+  std::uint32_t place = 0;
+  for (const Box& property : meta.itemProperties()) {
+    ++place;
+    if (property.type == "ispe") extents.insert(place);
   }
   std::set<ItemId> images;
   for (const PropertyTable& table : meta.properties) {

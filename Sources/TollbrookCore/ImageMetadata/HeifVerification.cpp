@@ -119,16 +119,9 @@ std::map<std::uint32_t, std::vector<std::uint32_t>> propertiesOf(const Meta& met
   return result;
 }
 
-std::vector<Box> propertiesIn(const Meta& meta) {
-  for (const Meta::Child& child : meta.propertyBoxes) {
-    if (child.type == "ipco") return boxesIn(boxesIn(child.whole).front().content);
-  }
-  return {};
-}
-
 void compareProperties(const Comparison& files, const std::set<std::uint32_t>& entities) {
   requireSame(propertiesOf(files.old.meta, entities) == propertiesOf(files.now.meta, entities));
-  const auto old = propertiesIn(files.old.meta), now = propertiesIn(files.now.meta);
+  const auto old = files.old.meta.itemProperties(), now = files.now.meta.itemProperties();
   const auto wereUsed = files.old.meta.propertiesInUse(), areUsed = files.now.meta.propertiesInUse();
   requireSame(old.size() == now.size());
   for (std::uint32_t place = 1; place <= old.size(); ++place) {

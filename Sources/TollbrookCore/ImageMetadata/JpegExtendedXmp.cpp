@@ -7,7 +7,6 @@
 namespace tollbrook::ImageMetadata::Jpeg {
 namespace {
 
-constexpr std::uint64_t largest = std::uint64_t{64} << 20;
 // Behind the header: a digest by which the parts know each other, the length of the whole, and the place in
 // it.
 constexpr std::size_t digestSize = 32, lengthAt = digestSize, placeAt = lengthAt + 4, dataAt = placeAt + 4;
@@ -34,7 +33,7 @@ std::vector<std::string> extendedXmp(const ByteSource& file, const Layout& layou
   for (const Segment& segment : layout.segments) {
     if (!segment.is(app1, extendedXmpHeader)) continue;
     total += segment.payloadLength;
-    if (total > largest) throw Refused("the extended XMP is too large");
+    if (total > mostMetadata) throw Refused("the extended XMP is too large");
     const std::string part =
         file.read(segment.payloadOffset, segment.payloadLength).substr(extendedXmpHeader.size());
     if (part.size() < dataAt) continue;

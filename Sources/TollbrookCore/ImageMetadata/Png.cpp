@@ -61,10 +61,9 @@ class Editor {
 
   // Chunks of a few bytes could each claim megabytes.
   std::optional<Text> textOf(const Chunk& chunk) {
-    constexpr std::size_t most = std::size_t{16} << 20;
     auto text = parseText(chunk.type, contentOf(file_, chunk));
     if (text) textSize_ += text->text.size();
-    if (textSize_ > most) throw Refused("there is too much metadata");
+    if (textSize_ > mostMetadata) throw Refused("there is too much metadata");
     return text;
   }
 

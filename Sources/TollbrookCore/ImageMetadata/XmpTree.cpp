@@ -46,10 +46,9 @@ pugi::xml_node rdfRoot(const pugi::xml_document& document) {
 // A packet of a few bytes in compressed form, or one of nothing but empty elements, could make a tree that
 // fills the memory. Elements have a '<', attributes a '='.
 void requireSoundSize(std::string_view packet) {
-  constexpr std::size_t largest = std::size_t{16} << 20;
   constexpr std::ptrdiff_t mostMarks = std::ptrdiff_t{1} << 17;
   const auto marks = std::count_if(packet.begin(), packet.end(), [](char c) { return c == '<' || c == '='; });
-  if (packet.size() > largest || marks > mostMarks) throw Refused("the XMP is too large");
+  if (packet.size() > mostMetadata || marks > mostMarks) throw Refused("the XMP is too large");
 }
 
 /// Appends to a string. A carriage return that was written as a reference stays one: as it is, readers would
