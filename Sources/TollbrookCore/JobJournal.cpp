@@ -1,5 +1,7 @@
 #include "TollbrookCore/JobJournal.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <utility>
 
@@ -77,6 +79,8 @@ std::error_code JobJournal::claimDirectory(Claim& claim) {
     return {};
   }
   // The lock is worth nothing on a directory that was removed, or replaced by another, while we took it.
+  struct stat named {};
+  if (stat(directory_.c_str(), &named) != 0 && errno != ENOENT) return Files::lastError();
   if (!Files::isAt(directory.get(), directory_)) return {};
   directoryHandle_ = std::move(directory);
   runLock_ = std::move(lock);
