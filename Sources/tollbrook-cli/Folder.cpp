@@ -1,6 +1,5 @@
 #include "Folder.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "Commands.h"
