@@ -2,18 +2,14 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include <cstdlib>
-
-// From the start of a process to its first painted window and its end, on the display in the environment or,
-// without one, into memory. Tollbrook's window should take at most three times as long as one with nothing in
-// it.
+// From the start of a process to its first painted window and its end, on a display. Tollbrook's window
+// should take at most three times as long as one with nothing in it.
 
 extern char** environ;
 
 namespace {
 
 void start(benchmark::State& state, const char* program) {
-  if (std::getenv("DISPLAY") == nullptr) setenv("QT_QPA_PLATFORM", "offscreen", 0);
   for ([[maybe_unused]] const auto& _ : state) {
     pid_t process = 0;
     int status = 0;
