@@ -27,6 +27,9 @@ constexpr std::array<std::pair<SingleInstance::Answer, const char*>, 4> words{
 // Between two tries to reach the first or to take its place.
 constexpr unsigned long pauseMilliseconds = 20;
 
+// A program on the same machine that listens is reached at once; this one may begin to listen in a moment.
+constexpr int connectMilliseconds = 100;
+
 // No path of any system is longer than this.
 constexpr qint64 longestRequest = 65536;
 
@@ -63,7 +66,8 @@ void SingleInstance::listen(Receive receive) {
       answer(*caller);
     }
   });
-  server_->listen(socket_);
+  // Nobody could hand anything over; later programs are better off with windows of their own.
+  if (!server_->listen(socket_)) lock_.release();
 }
 
 void SingleInstance::answer(QLocalSocket& caller) {
@@ -109,7 +113,7 @@ std::optional<SingleInstance::Answer> SingleInstance::ask(const QByteArray& requ
                                                           const QDeadlineTimer& deadline) const {
   QLocalSocket first;
   first.connectToServer(socket_);
-  if (!first.waitForConnected(100)) return std::nullopt;
+  if (!first.waitForConnected(connectMilliseconds)) return std::nullopt;
   first.write(request);
   while (!first.canReadLine()) {
     if (!first.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) return std::nullopt;

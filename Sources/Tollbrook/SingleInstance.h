@@ -45,7 +45,8 @@ class SingleInstance : public QObject {
   /// Whether there was no other. One that cannot tell, for want of a folder or of locks, counts as first.
   bool isFirst() const { return isFirst_; }
 
-  /// For the first: calls `receive` for every later start from now on.
+  /// For the first: calls `receive` for every later start from now on. Where it cannot listen, it makes way,
+  /// and the next one counts as first too.
   void listen(Receive receive);
 
   /// For the others: gives the first one `folder` and returns its answer. None when it does not answer in

@@ -50,6 +50,16 @@ TEST_F(SingleInstanceTest, MakesWayWhenItEnds) {
   EXPECT_TRUE(SingleInstance(store_, runtime_.path()).isFirst());
 }
 
+// The name of a socket has about a hundred bytes.
+TEST_F(SingleInstanceTest, MakesWayWhereItCannotListen) {
+  const std::filesystem::path deep = runtime_.path() / std::string(200, 'd');
+  std::filesystem::create_directory(deep);
+  SingleInstance first(store_, deep);
+  ASSERT_FALSE(SingleInstance(store_, deep).isFirst());
+  first.listen([](const Folder&) { return Answer::raised; });
+  EXPECT_TRUE(SingleInstance(store_, deep).isFirst());
+}
+
 TEST_F(SingleInstanceTest, HandsOverTheFolderAndReturnsTheAnswer) {
   SingleInstance first(store_, runtime_.path());
   std::vector<Folder> received;
