@@ -3,6 +3,7 @@
 #include <QDeadlineTimer>
 #include <QMetaObject>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "Tollbrook/Paths.h"
@@ -39,15 +40,6 @@ QString firstError(const std::vector<std::string>& errors) {
   if (errors.size() == 1) return first;
   // Both at once: the name of a file may hold a "%2".
   return AppModel::tr("%1 (+%2 more)").arg(first, QString::number(errors.size() - 1));
-}
-
-// What stands at `dropped` as a folder: itself, or where the file is; none when nothing is there.
-std::optional<std::filesystem::path> folderOf(const std::filesystem::path& dropped) {
-  std::error_code error;
-  const auto status = std::filesystem::status(dropped, error);
-  if (error || !std::filesystem::exists(status)) return std::nullopt;
-  const std::filesystem::path path = Files::standardized(dropped);
-  return std::filesystem::is_directory(status) ? path : path.parent_path();
 }
 
 }  // namespace
@@ -148,7 +140,8 @@ void AppModel::setFolder(const std::filesystem::path& folder) {
 bool AppModel::acceptDrop(const QList<QUrl>& urls) {
   if (urls.isEmpty()) return false;
   lookups_.start([this, path = Paths::fromUrl(urls.front())] {
-    if (auto folder = folderOf(path))
+    std::error_code ignored;
+    if (auto folder = Paths::folderAt(path, ignored))
       onMainThread([this, folder = *std::move(folder)] { setFolder(folder); });
   });
   return true;

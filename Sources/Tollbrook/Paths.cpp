@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QTextDocument>
 
+#include "TollbrookCore/Support/Files.h"
+
 namespace tollbrook::Paths {
 
 QString shown(const std::filesystem::path& path) { return QString::fromStdString(path.string()); }
@@ -13,6 +15,13 @@ QString shownName(const std::filesystem::path& path) {
 
 QString toolTip(const QString& name) {
   return Qt::mightBeRichText(name) ? Qt::convertFromPlainText(name) : name;
+}
+
+std::optional<std::filesystem::path> folderAt(const std::filesystem::path& path, std::error_code& error) {
+  const std::filesystem::path plain = Files::standardized(path);
+  const auto status = std::filesystem::status(plain, error);
+  if (error || !std::filesystem::exists(status)) return std::nullopt;
+  return std::filesystem::is_directory(status) ? plain : plain.parent_path();
 }
 
 std::filesystem::path fromUrl(const QUrl& url) {

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QUrl>
 #include <filesystem>
+#include <optional>
+#include <system_error>
 
 /// Between the bytes of a path and the texts of a window.
 namespace tollbrook::Paths {
@@ -14,6 +16,10 @@ QString shownName(const std::filesystem::path& path);
 
 /// A name as a tooltip, which would take one that looks like markup for markup.
 QString toolTip(const QString& name);
+
+/// The folder that stands at `path`, or the folder of the file there, with an absolute path in its plainest
+/// form; none, with the reason in `error`, when there is nothing.
+std::optional<std::filesystem::path> folderAt(const std::filesystem::path& path, std::error_code& error);
 
 /// The local file that a URL names, byte for byte; empty when it names none.
 std::filesystem::path fromUrl(const QUrl& url);

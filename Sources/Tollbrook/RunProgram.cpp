@@ -9,14 +9,15 @@
 #include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "Tollbrook/Icons.h"
+#include "Tollbrook/Paths.h"
 #include "Tollbrook/QuitSignals.h"
 #include "Tollbrook/SingleInstance.h"
 #include "Tollbrook/Style.h"
 #include "Tollbrook/TollbrookApp.h"
 #include "TollbrookCore/JobJournal.h"
-#include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook {
 namespace {
@@ -69,14 +70,11 @@ std::optional<Folder> folderArgument(char** argv) {
     complain(QApplication::tr("the folder's name is empty"));
     return std::nullopt;
   }
-  const std::filesystem::path path = Files::standardized(given);
   std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (error || !std::filesystem::exists(status)) {
-    complain(QString::fromStdString(path.string() + ": " + error.message()));
-    return std::nullopt;
-  }
-  return std::filesystem::is_directory(status) ? path : path.parent_path();
+  Folder folder = Paths::folderAt(given, error);
+  if (folder) return folder;
+  complain(QString::fromStdString(std::string(given) + ": " + error.message()));
+  return std::nullopt;
 }
 
 // The status to end with; none when this one is, or has become, the first.
