@@ -7,8 +7,6 @@
 namespace tollbrook {
 namespace {
 
-constexpr double defaultRadius = 10;
-
 void paintGround(QWidget& widget, double radius, const QColor& fill, const QColor& border) {
   QPainter painter(&widget);
   painter.setRenderHint(QPainter::Antialiasing);
@@ -30,8 +28,7 @@ void Card::paint(QWidget& widget, double radius, double emphasis) {
 
 void Card::paintEvent(QPaintEvent*) {
   const Appearance& shades = Appearance::current();
-  if (!tint_.isValid()) return paint(*this, defaultRadius);
-  paintGround(*this, defaultRadius, mixed(shades.surface, tint_, 0.08), mixed(shades.hairline, tint_, 0.4));
+  paintGround(*this, 10, mixed(shades.surface, tint_, 0.08), mixed(shades.hairline, tint_, 0.4));
 }
 
 }  // namespace tollbrook

@@ -10,10 +10,11 @@ class Card : public QWidget {
   Q_OBJECT
 
  public:
-  /// `tint` is mixed faintly into the ground; none when it is no valid colour.
-  explicit Card(const QString& name, const QColor& tint = {}, QWidget* parent = nullptr);
+  /// `tint` is mixed faintly into the ground.
+  Card(const QString& name, const QColor& tint, QWidget* parent = nullptr);
 
-  /// Paints such a ground on any widget. `emphasis` moves it towards the text, for one under the pointer.
+  /// Paints the ground without a tint on any widget. `emphasis` moves it towards the text, for one under the
+  /// pointer.
   static void paint(QWidget& widget, double radius, double emphasis = 0);
 
  protected:

@@ -26,7 +26,6 @@ class StatusPill {
 
   static QString label(PairStatus status);
 
-  const QColor& colour() const { return colour_; }
   const QSize& size() const { return size_; }
 
   /// Paints the pill at the left of `cell`, halfway down.

@@ -25,9 +25,7 @@ void TextLabel::restyle() {
   setFont(Typography::font(style_));
   const Appearance& appearance = Appearance::current();
   QPalette shades;
-  shades.setColor(QPalette::WindowText, tone_ == Tone::primary     ? appearance.text
-                                        : tone_ == Tone::secondary ? appearance.secondaryText
-                                                                   : appearance.tertiaryText);
+  shades.setColor(QPalette::WindowText, tone_ == Tone::primary ? appearance.text : appearance.secondaryText);
   setPalette(shades);
 }
 

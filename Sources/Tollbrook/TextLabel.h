@@ -11,7 +11,7 @@ class TextLabel : public QLabel {
   Q_OBJECT
 
  public:
-  enum class Tone { primary, secondary, tertiary };
+  enum class Tone { primary, secondary };
 
   explicit TextLabel(const QString& text, Typography::TextStyle style, Tone tone = Tone::primary,
                      QWidget* parent = nullptr);

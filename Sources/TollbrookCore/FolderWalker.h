@@ -27,7 +27,6 @@ class Folder {
  public:
   const std::filesystem::path& path() const { return path_; }
   /// The path below the walk's root; empty for the root itself.
-  const std::string& relativePath() const { return relative_; }
   /// The relative path of an entry.
   std::string relativePath(std::string_view name) const;
   /// The open folder, for calls relative to it; stays open until the walk descends or leaves. -1 when it is
