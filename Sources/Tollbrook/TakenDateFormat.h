@@ -20,7 +20,7 @@ class TakenDateFormat {
   TakenDateFormat(const TakenDateFormat&) = delete;
   TakenDateFormat& operator=(const TakenDateFormat&) = delete;
 
-  /// Empty for a time that is not finite.
+  /// Empty for a time that is not finite, and where ICU has no data for the locale.
   QString text(TimePoint taken) const;
 
  private:

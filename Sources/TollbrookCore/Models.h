@@ -125,8 +125,8 @@ struct RestoreOutcome {
   std::int64_t alreadyDone = 0;  ///< files passed over because the job lists them as finished
   std::int64_t failed = 0;       ///< files attempted in vain, and what could not be read
   bool cancelled = false;        ///< the run stopped early at the user's request
-  std::vector<std::string>
-      errors;  ///< one line per failure: file, ": " and the message; capped by the writer
+  /// One line per failure: file, ": " and the message. A run over a folder keeps the first 200.
+  std::vector<std::string> errors;
 };
 
 /// Where a running write stands.

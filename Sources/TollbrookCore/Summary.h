@@ -4,7 +4,8 @@
 
 #include "TollbrookCore/Models.h"
 
-/// The one-line summaries that every front end shows, in English; the window translates its own.
+/// The one-line summaries in English, as the command line shows them; the window has the same in the user's
+/// language.
 namespace tollbrook {
 
 /// What a scan found, such as "812 of 830 files have sidecar metadata."

@@ -10,7 +10,8 @@
 /// character of its own that equals only itself and has no case. A "character" is an extended grapheme
 /// cluster (Unicode Standard Annex #29), so a carriage return and the line feed after it are one. ASCII takes
 /// a fast path everywhere. All functions may be called from any thread; std::runtime_error says that the
-/// Unicode library is unusable (no memory, or its data are missing).
+/// Unicode library is unusable (no memory, or its data are missing), std::length_error that a text has more
+/// than half a gigabyte.
 namespace tollbrook::Text {
 
 bool isAscii(std::string_view text);
