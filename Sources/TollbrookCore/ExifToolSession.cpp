@@ -1,6 +1,4 @@
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,6 +13,7 @@
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/ExifToolOutput.h"
 #include "TollbrookCore/Support/ChildProcess.h"
+#include "TollbrookCore/Support/SignalMask.h"
 
 namespace tollbrook::ExifTool {
 namespace {
@@ -76,18 +75,12 @@ class Answers {
 /// Starts a thread that takes no signals: those are for the threads that know them.
 template <typename Function>
 std::thread quietThread(Function function) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread;
+  const AllSignalsBlocked blocked;
   try {
-    thread = std::thread(std::move(function));
+    return std::thread(std::move(function));
   } catch (const std::system_error&) {
-    // No thread left: the caller sees one that is not joinable.
+    return {};  // no thread left: the caller sees one that is not joinable
   }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 #include <climits>
 #include <thread>
 
+#include "TollbrookCore/Support/SignalMask.h"
+
 extern char** environ;
 
 namespace tollbrook {
@@ -111,22 +113,6 @@ bool reportsError(const Descriptor& errorReport) {
   } while (count < 0 && errno == EINTR);
   return count != 0;
 }
-
-/// Blocks all signals of this thread while it lives: a child must not run our handlers before exec.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 /// Keeps SIGPIPE from this thread while it lives, and takes away the one that a write may have raised.
 class NoSigpipe {
