@@ -24,8 +24,8 @@ void listen() {
   std::signal(SIGXFSZ, SIG_IGN);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction previous {};
-    if (signal == SIGHUP && sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN)
-      continue;
+    // What the starter of the process ignores, as nohup and a shell's background do, stays ignored.
+    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN) continue;
     struct sigaction action {};
     action.sa_handler = stop;
     action.sa_flags = SA_RESTART;

@@ -349,13 +349,16 @@ TEST_F(CommandLineTest, MessagesThatNobodyCanTakeStopNoWrite) {
   EXPECT_EQ(tool.phase(), "complete");
 }
 
-TEST_F(CommandLineTest, AHangUpThatTheStarterIgnoresStopsNothing) {
+TEST_F(CommandLineTest, SignalsThatTheStarterIgnoresStopNothing) {
   FolderLock lock(place);
   auto call = tool.call({"write", place});
-  call.prepare = [] { return signal(SIGHUP, SIG_IGN) != SIG_ERR; };
+  call.prepare = [] {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_IGN);
+    return true;
+  };
   Program program(call);
   ASSERT_TRUE(eventually([&] { return tool.phase() == "writing"; }));
-  program.send(SIGHUP);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) program.send(number);
   lock.release();
   EXPECT_EQ(program.wait().status, 0);
   EXPECT_EQ(tool.phase(), "complete");

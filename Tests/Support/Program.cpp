@@ -79,6 +79,8 @@ Program::Program(const Call& call) : output_(namelessFile()), errors_(namelessFi
 }
 
 void Program::become(const Call& call, char* const* arguments, char** environment, const int (&streams)[3]) {
+  // A shell's background has its children ignore some of them.
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
   const int input = streams[0] >= 0 ? streams[0] : open("/dev/null", O_RDONLY);
   const bool ready = dup2(input, 0) >= 0 && dup2(streams[1], 1) >= 0 && dup2(streams[2], 2) >= 0 &&
                      (call.folder.empty() || chdir(call.folder.c_str()) == 0) &&
