@@ -117,7 +117,7 @@ TEST_F(Durability, AJobWhoseTornLineCannotBeCutForGoodIsNotOpened) {
   writeFile(list(), "v1\nIMG_1");
   calls.ftruncateError = EIO;
   EXPECT_THROW(open(), fs::filesystem_error);
-  EXPECT_EQ(JobJournal::claimUnfinished(), nullptr);
+  EXPECT_THROW(JobJournal::claimUnfinished(), fs::filesystem_error);
   EXPECT_EQ(readFile(list()), "v1\nIMG_1");
 }
 

@@ -15,6 +15,7 @@ namespace tollbrook {
 namespace {
 
 namespace fs = std::filesystem;
+using Files::errorOf;
 using test::FullDisk;
 using test::namesIn;
 using test::readFile;
@@ -22,8 +23,6 @@ using test::TemporaryFolder;
 using test::writeFile;
 
 constexpr std::size_t noLimit = std::size_t{1} << 30;
-
-std::error_code errorOf(int number) { return {number, std::generic_category()}; }
 
 TEST(StandardizedPath, ResolvesDotsByTextAlone) {
   EXPECT_EQ(Files::standardized("/a/./b"), "/a/b");
@@ -309,6 +308,30 @@ TEST(SyncFolder, ForgivesAFileSystemThatCannotForceFolders) {
 
 Files::Descriptor openFolder(const fs::path& folder) {
   return Files::Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+TEST(IsAt, TellsAFolderFromAnotherAndFromNone) {
+  const TemporaryFolder folder;
+  fs::create_directory(folder / "other");
+  fs::create_directory_symlink(folder.path(), folder / "link");
+  const auto open = openFolder(folder.path());
+  std::error_code error;
+  EXPECT_TRUE(Files::isAt(open.get(), folder.path(), error));
+  EXPECT_TRUE(Files::isAt(open.get(), folder / "link", error));
+  EXPECT_FALSE(Files::isAt(open.get(), folder / "other", error));
+  EXPECT_FALSE(Files::isAt(open.get(), folder / "none", error));
+  EXPECT_FALSE(error);
+}
+
+TEST(IsAt, SaysWhyItCannotTell) {
+  const TemporaryFolder folder;
+  fs::create_symlink("loop", folder / "loop");
+  const auto open = openFolder(folder.path());
+  std::error_code error;
+  EXPECT_FALSE(Files::isAt(open.get(), folder / "loop", error));
+  EXPECT_EQ(error, errorOf(ELOOP));
+  EXPECT_FALSE(Files::isAt(-1, folder.path(), error));
+  EXPECT_EQ(error, errorOf(EBADF));
 }
 
 TEST(Lock, ExcludesTheNextOneUntilItGoes) {

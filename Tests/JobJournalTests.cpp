@@ -15,6 +15,7 @@ namespace tollbrook {
 namespace {
 
 namespace fs = std::filesystem;
+using Files::errorOf;
 using test::FullDisk;
 using test::OrdinaryUser;
 using test::readFile;
@@ -43,8 +44,6 @@ std::error_code errorOfOpening(const fs::path& folder, const fs::path& path) {
   }
   return {};
 }
-
-std::error_code errorOf(int number) { return {number, std::generic_category()}; }
 
 TEST(JobIdentifier, IsTheSha256OfTheStandardizedPath) {
   EXPECT_EQ(JobJournal::id("/photos"), "407dd20b96399e2729553194fc85ba78c1a17899cee99bffd6e7ed6b4399a728");

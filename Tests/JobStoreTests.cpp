@@ -310,7 +310,7 @@ TEST_F(JobStoreTest, ClaimsTheNewestJobThatNobodyRuns) {
   ASSERT_TRUE(claimed);
   EXPECT_EQ(claimed->root(), free);
   EXPECT_THROW(open(free), JobJournal::Busy);
-  EXPECT_EQ(JobJournal::claimUnfinished(), nullptr);
+  EXPECT_THROW(JobJournal::claimUnfinished(), JobJournal::Busy);
   EXPECT_EQ(unfinishedFolders(), (Folders{busy, free}));
 }
 

@@ -294,8 +294,12 @@ void AppModel::stop() {
 void AppModel::attemptAutoResume() {
   if (isBusy() || folder_) return;
   lookups_.start([this] {
-    if (std::shared_ptr<JobJournal> journal = JobJournal::claimUnfinished()) {
-      onMainThread([this, journal] { resume(journal); });
+    try {
+      if (std::shared_ptr<JobJournal> journal = JobJournal::claimUnfinished()) {
+        onMainThread([this, journal] { resume(journal); });
+      }
+    } catch (const std::exception&) {
+      // Nobody asked for it: a job that another program has, or whose files cannot be opened, is passed over.
     }
   });
 }

@@ -1,7 +1,5 @@
 #include "TollbrookCore/JobJournal.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <utility>
 
@@ -57,7 +55,10 @@ std::unique_ptr<JobJournal> JobJournal::open(const std::filesystem::path& root, 
   for (int attempt = 0; claim == Claim::gone; ++attempt) {
     throwIf(Files::makeFolders(journal->directory_), "cannot make the job's folder", journal->directory_);
     throwIf(journal->claimDirectory(claim), "cannot open the job's folder", journal->directory_);
-    if (claim == Claim::taken || attempt == mostAttemptsToOpen) throw Busy();
+    if (claim == Claim::taken) throw Busy();
+    if (claim == Claim::gone && attempt == mostAttemptsToOpen) {
+      throwIf(Files::errorOf(ENOENT), "cannot open the job's folder", journal->directory_);
+    }
   }
   throwIf(journal->log_.open(journal->doneFile_), "cannot open the list of finished files",
           journal->doneFile_);
@@ -79,9 +80,8 @@ std::error_code JobJournal::claimDirectory(Claim& claim) {
     return {};
   }
   // The lock is worth nothing on a directory that was removed, or replaced by another, while we took it.
-  struct stat named {};
-  if (stat(directory_.c_str(), &named) != 0 && errno != ENOENT) return Files::lastError();
-  if (!Files::isAt(directory.get(), directory_)) return {};
+  std::error_code error;
+  if (!Files::isAt(directory.get(), directory_, error)) return error;
   directoryHandle_ = std::move(directory);
   runLock_ = std::move(lock);
   claimed_ = true;
@@ -97,20 +97,28 @@ void JobJournal::releaseDirectory() {
 }
 
 bool JobJournal::lockForRun() {
-  const std::lock_guard lock(mutex_);
-  if (claimed_) return true;
   Claim claim = Claim::gone;
-  if (claimDirectory(claim) || claim != Claim::claimed) return false;
+  return !claimForRun(claim) && claim == Claim::claimed;
+}
+
+std::error_code JobJournal::claimForRun(Claim& claim) {
+  const std::lock_guard lock(mutex_);
+  claim = Claim::claimed;
+  if (claimed_) return {};
+  auto error = claimDirectory(claim);
+  if (error || claim != Claim::claimed) return error;
   const auto record = readRecord(metaFile_);
-  if (!record || log_.open(doneFile_)) {
+  if (record) error = log_.open(doneFile_);
+  if (!record || error) {
     releaseDirectory();
-    return false;
+    claim = Claim::gone;
+    return error;
   }
   record_ = *record;
   // Two large lists at once would double the memory of a run.
   static_cast<void>(std::exchange(done_, FinishedSet()));
   done_ = log_.read();
-  return true;
+  return {};
 }
 
 /// Whether the job directory is ours to change. Called under mutex_.

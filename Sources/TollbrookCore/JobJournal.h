@@ -90,7 +90,8 @@ class JobJournal {
   static std::vector<std::unique_ptr<JobJournal>> allUnfinished();
   /// The first of allUnfinished, or none.
   static std::unique_ptr<JobJournal> unfinishedToResume();
-  /// The first of allUnfinished whose lock can be had, with the lock; none when there is none.
+  /// The first of allUnfinished whose lock can be had, with the lock; none when nothing is unfinished. When
+  /// something is and none can be had, it throws what open would.
   static std::unique_ptr<JobJournal> claimUnfinished();
 
   /// One job as it stands in the store, whether or not its folder exists.
@@ -161,6 +162,7 @@ class JobJournal {
   static std::unique_ptr<JobJournal> unfinishedWithList(const std::filesystem::path& directory);
 
   std::error_code claimDirectory(Claim& claim);
+  std::error_code claimForRun(Claim& claim);
   void releaseDirectory();
   bool mayChange();
   void enter(Phase phase);

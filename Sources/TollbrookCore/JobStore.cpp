@@ -147,11 +147,21 @@ std::unique_ptr<JobJournal> JobJournal::unfinishedToResume() {
 }
 
 std::unique_ptr<JobJournal> JobJournal::claimUnfinished() {
+  bool isBusy = false;
+  std::optional<fs::filesystem_error> failure;
   for (const fs::path& directory : jobDirectories()) {
     auto journal = unfinishedIn(directory);
+    if (!journal) continue;
+    Claim claim = Claim::gone;
+    if (const auto error = journal->claimForRun(claim)) {
+      if (!failure) failure.emplace("cannot open the job", directory, error);
+    }
     // Whoever held the lock until now may have completed the job.
-    if (journal && journal->lockForRun() && !journal->isComplete()) return journal;
+    if (claim == Claim::claimed && !journal->isComplete()) return journal;
+    isBusy = isBusy || claim == Claim::taken;
   }
+  if (isBusy) throw Busy();
+  if (failure) throw fs::filesystem_error(*failure);
   return nullptr;
 }
 

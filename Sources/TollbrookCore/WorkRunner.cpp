@@ -125,7 +125,8 @@ class Run : public FolderWalker::Visitor {
     }
     const FileRestorer::Outcome restored = restorer_.write(target, data);
     if (const auto* failed = std::get_if<MetadataWriter::Failed>(&restored.result)) {
-      sawEverything_ = sawEverything_ && Files::isAt(target.folder, folder.path());
+      std::error_code ignored;
+      sawEverything_ = sawEverything_ && Files::isAt(target.folder, folder.path(), ignored);
       fail(*progress_.currentName, failed->message);
       return true;
     }

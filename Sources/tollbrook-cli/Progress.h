@@ -11,14 +11,13 @@ namespace tollbrook::cli {
 /// elsewhere. One thread at a time.
 class Progress {
  public:
-  /// `quiet` shows nothing.
+  /// `quiet` shows nothing. What is left is worked out from now on.
   explicit Progress(bool quiet);
   /// Takes the line off the terminal.
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  bool isShown() const { return !quiet_; }
   void scanned(std::int64_t mediaCount);
   void written(const WorkProgress& progress);
 

@@ -57,8 +57,8 @@ int run(const std::filesystem::path& folder, bool recursive, const RestoreOption
   WorkProgress last;
   RestoreOutcome outcome;
   {
+    const std::int64_t total = output.quiet ? 0 : countMedia(folder, recursive);
     Progress progress(output.quiet);
-    const std::int64_t total = progress.isShown() ? countMedia(folder, recursive) : 0;
     outcome = WorkRunner::run(
         folder, recursive, options, journal, total, [] { return Signals::stopRequested(); },
         [&](const WorkProgress& now) {
@@ -85,7 +85,6 @@ int write(const WriteArguments& arguments) {
 
 int resume(const RunOutput& output) {
   auto journal = JobJournal::claimUnfinished();
-  if (!journal && JobJournal::unfinishedToResume()) throw JobJournal::Busy();
   if (!journal) {
     if (output.json) {
       Console::printDocument(JsonOutput::document(std::nullopt, 0, "none", {}));

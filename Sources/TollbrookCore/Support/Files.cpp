@@ -142,11 +142,15 @@ Descriptor openFolder(const std::filesystem::path& folder) {
   return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
 }
 
-bool isAt(int descriptor, const std::filesystem::path& path) {
+bool isAt(int descriptor, const std::filesystem::path& path, std::error_code& error) {
   struct stat held {};
   struct stat named {};
-  return fstat(descriptor, &held) == 0 && stat(path.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
-         held.st_ino == named.st_ino;
+  error.clear();
+  if (fstat(descriptor, &held) != 0 || stat(path.c_str(), &named) != 0) {
+    if (errno != ENOENT) error = lastError();
+    return false;
+  }
+  return held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
 std::error_code syncFolder(const std::filesystem::path& folder) {

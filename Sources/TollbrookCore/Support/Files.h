@@ -40,8 +40,9 @@ std::filesystem::path standardized(const std::filesystem::path& path);
 /// Opens a folder to look into it and for calls relative to it; empty, and errno, when it is missing or no
 /// folder.
 Descriptor openFolder(const std::filesystem::path& folder);
-/// Whether `path`, links followed, leads to what is open as `descriptor`.
-bool isAt(int descriptor, const std::filesystem::path& path);
+/// Whether `path`, links followed, leads to what is open as `descriptor`; false, and `error`, when it cannot
+/// be told. That nothing is there is no error.
+bool isAt(int descriptor, const std::filesystem::path& path, std::error_code& error);
 
 /// The error with this errno number.
 std::error_code errorOf(int number);
