@@ -7,6 +7,7 @@
 #include "Support/Fixtures.h"
 #include "Support/ReadBack.h"
 #include "Support/StandIn.h"
+#include "TollbrookCore/BuiltInWriter.h"
 #include "TollbrookCore/EmbeddedWriter.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Support/Instrumented.h"
 #include "Support/NameGenerator.h"
 #include "TollbrookCore/SidecarMatcher.h"
 #include "TollbrookCore/Support/Text.h"
@@ -17,17 +18,7 @@ namespace {
 using Names = std::vector<std::string>;
 using test::escaped;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t folderCount = 2500;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr std::size_t folderCount = 2500;
-#else
-constexpr std::size_t folderCount = 25000;
-#endif
-#else
-constexpr std::size_t folderCount = 25000;
-#endif
+constexpr std::size_t folderCount = test::isInstrumented ? 2500 : 25000;
 
 std::optional<std::string> matchIndexed(const SidecarMatcher::Index& index, std::string_view media) {
   const auto position = index.match(media);

@@ -2,21 +2,17 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <utility>
 
-#include "TollbrookCore/MetadataWriter.h"
+#include "TollbrookCore/BuiltInWriter.h"
+#include "TollbrookCore/MetadataValues.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
-#include "TollbrookCore/Support/Text.h"
+#include "TollbrookCore/TemporaryNames.h"
 
 namespace tollbrook {
 namespace {
-
-constexpr std::array<std::string_view, 7> imageIOExtensions{"jpg", "jpeg", "heic", "heif",
-                                                            "tif", "tiff", "png"};
 
 /// So many sessions without one success are no accident of a file.
 constexpr int sessionsBeforeGivingUp = 3;
@@ -45,7 +41,7 @@ bool isRegularFile(const std::filesystem::path& path) {
 /// holds the folder's lock, and the child is gone.
 void removeTemporary(const std::filesystem::path& file) {
   std::filesystem::path temporary = file;
-  temporary += ExifTool::temporarySuffix;
+  temporary += TemporaryNames::exifToolSuffix;
   // When exiftool cannot rename over the original it removes that first; then this is all there is of it.
   if (!isRegularFile(file) || !isRegularFile(temporary)) return;
   std::error_code ignored;
@@ -61,11 +57,6 @@ std::chrono::milliseconds timeToCopy(const std::filesystem::path& file) {
 }
 
 }  // namespace
-
-bool isImageIOExtension(std::string_view extension) {
-  const std::string lower = Text::lowercased(extension);
-  return std::find(imageIOExtensions.begin(), imageIOExtensions.end(), lower) != imageIOExtensions.end();
-}
 
 EmbeddedWriter::EmbeddedWriter(Settings settings) : settings_(std::move(settings)) { haveSession(); }
 

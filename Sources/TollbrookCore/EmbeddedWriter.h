@@ -5,16 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Models.h"
 
 namespace tollbrook {
-
-/// Whether the built-in writer is asked for a file with this extension (in any case): the seven image types.
-bool isImageIOExtension(std::string_view extension);
 
 /// Writes embedded metadata for the length of one run, by the best route there is: an exiftool session, else
 /// one exiftool process per file, else the built-in image writer. One bad file never costs the others: a

@@ -6,7 +6,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "TollbrookCore/Models.h"
@@ -20,9 +19,6 @@ namespace tollbrook::ExifTool {
 /// Where exiftool is looked for, in this order. A constant of the program, not of the engine: each executable
 /// links its own definition (the library ExifToolPlaces holds the product's).
 extern const std::span<const char* const> places;
-
-/// exiftool writes a file anew under its name with this at the end, and renames it at last.
-inline constexpr std::string_view temporarySuffix = "_exiftool_tmp";
 
 /// How long a session waits for the answer to one command.
 inline constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(180);

@@ -9,19 +9,13 @@
 #include <cmath>
 #include <thread>
 
+#include "TollbrookCore/MetadataValues.h"
 #include "TollbrookCore/Support/Platform.h"
 
 namespace tollbrook {
 namespace {
 
 constexpr std::chrono::milliseconds lockPoll(50);
-
-bool areDatesNear(const Platform::FileDates& dates, TimePoint date, double tolerance) {
-  const auto isNear = [&](const std::optional<TimePoint>& held) {
-    return held && std::abs(secondsSinceEpoch(*held) - secondsSinceEpoch(date)) <= tolerance;
-  };
-  return isNear(dates.creation) || isNear(dates.modification);
-}
 
 std::error_code forceFileToDisk(const FileRestorer::Target& target) {
   constexpr int flags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -45,7 +39,8 @@ bool hasRoomForCopy(const FileRestorer::Target& target) {
 
 // A folder can be moved away during a run, and another one take its place.
 bool isFolderAtItsPath(const FileRestorer::Target& target) {
-  return Files::isAt(target.folder, target.path.parent_path());
+  std::error_code ignored;
+  return Files::isAt(target.folder, target.path.parent_path(), ignored);
 }
 
 }  // namespace
@@ -61,8 +56,8 @@ void FileRestorer::close() {
 
 bool FileRestorer::isToBeSkipped(const Target& target, const SidecarData& data) const {
   return options_.skipIfDatesMatch && data.takenTime &&
-         areDatesNear(Platform::fileDates(target.folder, target.name.c_str()), *data.takenTime,
-                      options_.dateTolerance);
+         Platform::fileDates(target.folder, target.name.c_str())
+             .areNear(*data.takenTime, options_.dateTolerance);
 }
 
 std::optional<Files::Lock> FileRestorer::lockFolder(int folder, const std::function<bool()>& shouldCancel) {
@@ -122,7 +117,7 @@ FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarDat
   if (embedded.written || dated) {
     outcome.result = MetadataWriter::Applied{.dates = dated, .embedded = embedded.written};
   } else if (dateError) {
-    outcome.result = MetadataWriter::datesNotSet(dateError);
+    outcome.result = datesNotSet(dateError);
   } else {
     outcome.result = MetadataWriter::Failed{"Nothing was written"};
   }
@@ -131,12 +126,8 @@ FileRestorer::Outcome FileRestorer::write(const Target& target, const SidecarDat
   return outcome;
 }
 
-MetadataWriter::Failed MetadataWriter::datesNotSet(const std::error_code& error) {
+MetadataWriter::Failed FileRestorer::datesNotSet(const std::error_code& error) {
   return {"Could not set file dates: " + error.message()};
-}
-
-bool MetadataWriter::datesMatch(const std::filesystem::path& file, TimePoint date, double tolerance) {
-  return areDatesNear(Platform::fileDates(file), date, tolerance);
 }
 
 }  // namespace tollbrook

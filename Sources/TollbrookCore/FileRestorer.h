@@ -4,9 +4,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include "TollbrookCore/EmbeddedWriter.h"
-#include "TollbrookCore/MetadataWriter.h"
+#include "TollbrookCore/MetadataResult.h"
 #include "TollbrookCore/Models.h"
 #include "TollbrookCore/Support/Files.h"
 
@@ -46,6 +47,9 @@ class FileRestorer {
   /// Writes what the options allow of `data`, which has something; the caller holds the folder's lock and has
   /// looked at isToBeSkipped.
   Outcome write(const Target& target, const SidecarData& data);
+
+  /// The failure of a file whose dates could not be set.
+  static MetadataWriter::Failed datesNotSet(const std::error_code& error);
 
   /// Ends the writer's children.
   void close();

@@ -13,10 +13,9 @@
 #include <limits>
 #include <thread>
 
-#include "TollbrookCore/ExifTool.h"
-#include "TollbrookCore/ImageMetadata/ImageWriter.h"
 #include "TollbrookCore/Models.h"
 #include "TollbrookCore/Support/Platform.h"
+#include "TollbrookCore/TemporaryNames.h"
 
 namespace tollbrook::FolderWalker {
 namespace {
@@ -35,8 +34,8 @@ bool isHidden(std::string_view name) { return name.starts_with('.'); }
 bool isMediaName(std::string_view name) { return isMedia(inferMediaKind(fileExtension(name))); }
 
 bool looksLikeLeftover(std::string_view name) {
-  if (!name.starts_with(ImageMetadata::temporaryPrefix) &&
-      name.find(ExifTool::temporarySuffix) == std::string_view::npos) {
+  if (!name.starts_with(TemporaryNames::builtInPrefix) &&
+      name.find(TemporaryNames::exifToolSuffix) == std::string_view::npos) {
     return false;
   }
   return !SidecarMatcher::isJsonFilename(name) && (isHidden(name) || !isMediaName(name));
@@ -71,8 +70,8 @@ std::optional<FileState> stateOf(int directory, const char* name) {
 // ended in between, the new file is all that is left of the photo; nobody else's leftover is as large.
 bool isOnlyCopy(int directory, std::string_view name, const FileState& state) {
   constexpr std::int64_t smallestPhoto = 1024;
-  if (!name.ends_with(ExifTool::temporarySuffix) || state.size < smallestPhoto) return false;
-  name.remove_suffix(ExifTool::temporarySuffix.size());
+  if (!name.ends_with(TemporaryNames::exifToolSuffix) || state.size < smallestPhoto) return false;
+  name.remove_suffix(TemporaryNames::exifToolSuffix.size());
   return isMediaName(name) && !stateOf(directory, std::string(name).c_str());
 }
 
@@ -180,7 +179,7 @@ void Folder::removeLeftovers() {
   for (const std::uint32_t offset : leftovers_) {
     before.push_back(stateOf(descriptor(), nameAt(offset)));
     mustRest = mustRest || (before.back() &&
-                            !std::string_view(nameAt(offset)).starts_with(ImageMetadata::temporaryPrefix));
+                            !std::string_view(nameAt(offset)).starts_with(TemporaryNames::builtInPrefix));
   }
   if (mustRest) std::this_thread::sleep_for(exifToolRest);
   for (std::size_t i = 0; i < leftovers_.size(); ++i) {

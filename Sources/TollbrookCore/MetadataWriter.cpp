@@ -4,7 +4,7 @@
 #include <map>
 
 #include "TollbrookCore/FileRestorer.h"
-#include "TollbrookCore/ImageMetadata/ImageWriter.h"
+#include "TollbrookCore/Support/Platform.h"
 
 namespace tollbrook::MetadataWriter {
 namespace {
@@ -31,7 +31,8 @@ FileRestorer::Outcome restoreOne(FileRestorer& restorer, const RestoreOptions& o
   const Files::Descriptor folder = Files::openFolder(file.parent_path());
   if (!folder) {
     const bool datesWanted = options.writeFileDates && writable(data).takenTime;
-    return {.result = datesWanted ? datesNotSet(Files::lastError()) : Failed{"Nothing was written"}};
+    return {.result =
+                datesWanted ? FileRestorer::datesNotSet(Files::lastError()) : Failed{"Nothing was written"}};
   }
   const FileRestorer::Target target{.path = file, .folder = folder.get(), .name = file.filename().native()};
   if (restorer.isToBeSkipped(target, data)) return {.result = Skipped{}};
@@ -73,15 +74,8 @@ Result restore(const std::filesystem::path& media, const SidecarData& data, cons
   return restoreOne(restorer, options, media, data).result;
 }
 
-bool writeWithImageIO(const std::filesystem::path& file, const SidecarData& data,
-                      const std::optional<std::string>& caption) {
-  // Whatever goes wrong, the file is as it was.
-  try {
-    ImageMetadata::writeImage(file, ImageMetadata::targetTags(data, caption));
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+bool datesMatch(const std::filesystem::path& file, TimePoint date, double tolerance) {
+  return Platform::fileDates(file).areNear(date, tolerance);
 }
 
 std::pair<std::vector<MediaPair>, RestoreOutcome> restoreTree(

@@ -2,39 +2,18 @@
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
-#include <variant>
 #include <vector>
 
+#include "TollbrookCore/BuiltInWriter.h"
+#include "TollbrookCore/MetadataResult.h"
 #include "TollbrookCore/MetadataValues.h"
 #include "TollbrookCore/Models.h"
 
 /// Puts the metadata of one sidecar, or of a list of pairs, back onto the files. Stateless; everything here
 /// blocks and belongs on a background thread.
 namespace tollbrook::MetadataWriter {
-
-/// Something was written. Never both false.
-struct Applied {
-  bool dates = false;
-  bool embedded = false;
-  bool operator==(const Applied&) const = default;
-};
-/// Nothing was written, or nothing could be.
-struct Failed {
-  std::string message;  ///< for the user
-  bool operator==(const Failed&) const = default;
-};
-/// The file's dates already match; it was not touched.
-struct Skipped {
-  bool operator==(const Skipped&) const = default;
-};
-using Result = std::variant<Applied, Failed, Skipped>;
-
-/// The failure of a file whose dates could not be set.
-Failed datesNotSet(const std::error_code& error);
 
 PairStatus status(const Result& result);
 std::string message(const Result& result);
@@ -45,11 +24,6 @@ Result restore(const std::filesystem::path& media, const SidecarData& data, cons
 
 /// Whether the creation date or the modification date of `file` is at most `tolerance` seconds from `date`.
 bool datesMatch(const std::filesystem::path& file, TimePoint date, double tolerance);
-
-/// Rewrites the metadata of an image by the built-in writer: dates, position and caption of `data` and
-/// `caption`. True when `file` was replaced by the rewritten image; otherwise it is untouched.
-bool writeWithImageIO(const std::filesystem::path& file, const SidecarData& data,
-                      const std::optional<std::string>& caption);
 
 /// Writes every pair of the list that is ready, in order, and returns the list with new statuses and
 /// messages, and the counts. `progress(done, total)` is called before each write. `failed` stays 0: failures

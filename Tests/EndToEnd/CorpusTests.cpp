@@ -14,7 +14,7 @@
 #include "Support/PixelData.h"
 #include "Support/ReadBack.h"
 #include "Support/Sidecars.h"
-#include "TollbrookCore/EmbeddedWriter.h"
+#include "TollbrookCore/BuiltInWriter.h"
 #include "TollbrookCore/ExifTool.h"
 #include "TollbrookCore/Models.h"
 

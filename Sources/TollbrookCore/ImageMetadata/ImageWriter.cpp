@@ -18,6 +18,7 @@
 #include "TollbrookCore/ImageMetadata/Tiff.h"
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
+#include "TollbrookCore/TemporaryNames.h"
 
 namespace tollbrook::ImageMetadata {
 namespace {
@@ -47,7 +48,7 @@ class TemporaryFile {
   /// By this prefix the walk over a folder knows what an interrupted write left.
   explicit TemporaryFile(const std::filesystem::path& beside)
       : path_(beside.parent_path() /
-              (std::string(temporaryPrefix) + randomUuid() + beside.extension().native())),
+              (std::string(TemporaryNames::builtInPrefix) + randomUuid() + beside.extension().native())),
         file_(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
     if (!file_) fail(Files::lastError());
   }

@@ -1,15 +1,11 @@
 #pragma once
 
 #include <filesystem>
-#include <string_view>
 
 #include "TollbrookCore/ImageMetadata/OutputPlan.h"
 #include "TollbrookCore/ImageMetadata/TargetTags.h"
 
 namespace tollbrook::ImageMetadata {
-
-/// The new file is made under a name that begins with this, and renamed at last.
-inline constexpr std::string_view temporaryPrefix = ".tollbrook-";
 
 /// The new file for an image, by what its content is, whatever it is called. Refused for any other content.
 OutputPlan plan(const ByteSource& file, const TargetTags& target);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/PlatformAttributes.h"
@@ -41,6 +42,13 @@ FileDates fileDates(const std::filesystem::path& file) { return fileDates(AT_FDC
 
 std::error_code setFileDates(const std::filesystem::path& file, TimePoint date) {
   return setFileDates(AT_FDCWD, file.c_str(), date);
+}
+
+bool FileDates::areNear(TimePoint date, double tolerance) const {
+  const auto isNear = [&](const std::optional<TimePoint>& held) {
+    return held && std::abs(secondsSinceEpoch(*held) - secondsSinceEpoch(date)) <= tolerance;
+  };
+  return isNear(creation) || isNear(modification);
 }
 
 std::optional<FileAttributes> readAttributes(int descriptor) {

@@ -18,6 +18,9 @@ namespace tollbrook::Platform {
 struct FileDates {
   std::optional<TimePoint> creation;  ///< absent where the file system keeps none
   std::optional<TimePoint> modification;
+
+  /// Whether one of them is at most `tolerance` seconds from `date`.
+  bool areNear(TimePoint date, double tolerance) const;
 };
 
 /// Both dates of a file, read in one request; both absent when they cannot be read.
@@ -55,7 +58,7 @@ std::error_code copyTimes(int from, int to);
 std::optional<std::string> makeBookmark(const std::filesystem::path& folder);
 std::optional<std::filesystem::path> resolveBookmark(const std::string& bookmark);
 
-/// The folder for the data of applications, of this user.
+/// The folder for the data of applications, of this user; below "/" when the user has no home.
 std::filesystem::path applicationSupportFolder();
 
 /// What belongs to a file beside its bytes and dates, and must survive its replacement.

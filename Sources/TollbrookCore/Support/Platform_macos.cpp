@@ -1,3 +1,4 @@
+#include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/acl.h>
@@ -14,11 +15,6 @@
 #include "TollbrookCore/Support/Files.h"
 #include "TollbrookCore/Support/Platform.h"
 #include "TollbrookCore/Support/PlatformAttributes.h"
-
-#if __has_include(<CoreFoundation/CoreFoundation.h>)
-#include <CoreFoundation/CoreFoundation.h>
-#define TOLLBROOK_HAS_BOOKMARKS 1
-#endif
 
 namespace tollbrook::Platform {
 namespace {
@@ -51,8 +47,6 @@ int setCreationDate(int descriptor, TimePoint date) {
   return fsetattrlist(descriptor, &list, &*stamp, sizeof *stamp, 0);
 }
 
-#ifdef TOLLBROOK_HAS_BOOKMARKS
-
 // A Core Foundation object that is released when it goes.
 template <typename Reference>
 class Owned {
@@ -71,8 +65,6 @@ class Owned {
 };
 
 const UInt8* bytesOf(const std::string& text) { return reinterpret_cast<const UInt8*>(text.data()); }
-
-#endif
 
 }  // namespace
 
@@ -119,8 +111,6 @@ std::error_code copyTimes(int from, int to) {
   return {};
 }
 
-#ifdef TOLLBROOK_HAS_BOOKMARKS
-
 std::optional<std::string> makeBookmark(const std::filesystem::path& folder) {
   const std::string& text = folder.native();
   const Owned url(CFURLCreateFromFileSystemRepresentation(nullptr, bytesOf(text),
@@ -145,14 +135,6 @@ std::optional<std::filesystem::path> resolveBookmark(const std::string& bookmark
   }
   return std::filesystem::path(reinterpret_cast<const char*>(text.data()));
 }
-
-#else
-
-std::optional<std::string> makeBookmark(const std::filesystem::path&) { return std::nullopt; }
-
-std::optional<std::filesystem::path> resolveBookmark(const std::string&) { return std::nullopt; }
-
-#endif
 
 std::filesystem::path applicationSupportFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
