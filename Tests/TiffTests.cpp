@@ -174,6 +174,35 @@ TEST(TiffPlan, RefusesAPreviewOfALaterPage) {
   EXPECT_THAT(refusalOf(fileOf(block)), HasSubstr("preview"));
 }
 
+TEST(TiffPlan, RefusesAPreviewOfALaterPageHoweverThatIsSaid) {
+  for (const TiffType type :
+       {TiffType::byte, TiffType::shortInteger, TiffType::longInteger, TiffType::long8}) {
+    for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
+      for (const auto& [tag, value] :
+           {std::pair{TiffTag::subfileType, 1}, {TiffTag::subfileType, 4}, {TiffTag::oldSubfileType, 2}}) {
+        Block block = plainBlock();
+        block.order = order;
+        block.laterPages = {image(0, 4)};
+        block.first.push_back(BlockEntry::ofNumbers(tag, type, {static_cast<std::uint64_t>(value)}));
+        EXPECT_THAT(refusalOf(fileOf(block)), HasSubstr("preview")) << tag << ' ' << static_cast<int>(type);
+      }
+    }
+  }
+}
+
+TEST(TiffPlan, WritesAFirstPageThatIsThePicture) {
+  for (const auto& [tag, value] : {std::pair{TiffTag::subfileType, 0},
+                                   {TiffTag::subfileType, 2},
+                                   {TiffTag::oldSubfileType, 1},
+                                   {TiffTag::oldSubfileType, 3}}) {
+    Block block = plainBlock();
+    block.laterPages = {image(0, 4)};
+    block.first.push_back(
+        BlockEntry::ofNumbers(tag, TiffType::shortInteger, {static_cast<std::uint64_t>(value)}));
+    EXPECT_EQ(refusalOf(fileOf(block)), "") << tag << ' ' << value;
+  }
+}
+
 TEST(TiffPlan, RefusesRawPhotosOfCanon) {
   std::string raw = fileOf(plainBlock());
   raw.insert(8, std::string("CR\2\0\0\0\0\0", 8));

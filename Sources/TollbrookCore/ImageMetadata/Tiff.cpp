@@ -59,10 +59,21 @@ void addXmp(const TiffReader& reader, const TargetTags& target, TiffEdits& edits
   }
 }
 
-bool isReduced(const TiffReader& reader, const TiffDirectory& directory) {
-  const TiffEntry* const type = directory.find(TiffTag::subfileType);
-  return type != nullptr && type->type == TiffType::longInteger && type->count == 1 &&
-         (reader.number(*type) & 1) != 0;
+/// Whether the entry is of whole numbers, whatever their width and sign.
+bool isInteger(const TiffEntry& entry) {
+  constexpr std::array types{1, 3, 4, 6, 8, 9, 13, 16, 17, 18};
+  return std::find(types.begin(), types.end(), static_cast<int>(entry.type)) != types.end();
+}
+
+/// Whether the directory says of its image that it is a smaller version of another or a mask for it, be it by
+/// NewSubfileType or by the SubfileType that TIFF 6.0 replaced with it.
+bool isOfAnother(const TiffReader& reader, const TiffDirectory& directory) {
+  constexpr std::uint64_t reducedOrMask = 1 | 4, oldReduced = 2;
+  return std::any_of(directory.entries.begin(), directory.entries.end(), [&](const TiffEntry& entry) {
+    if (!isInteger(entry) || entry.count == 0) return false;
+    return (entry.tag == TiffTag::subfileType && (reader.number(entry) & reducedOrMask) != 0) ||
+           (entry.tag == TiffTag::oldSubfileType && reader.number(entry) == oldReduced);
+  });
 }
 
 /// The tags that readers miss in the directories of an image that is not compressed as JPEG.
@@ -95,8 +106,8 @@ void requireFirstIsPicture(const TiffReader& reader) {
   // Canon's raw format keeps a preview first and the raw picture in the last of its directories.
   if (!reader.isBig() && reader.block().readUpTo(8, 2) == "CR") throw Refused("this is a raw photo");
   const bool hasSubdirectories = reader.first().find(TiffTag::subIfds) != nullptr;
-  if (reader.first().next != 0 && !hasSubdirectories && isReduced(reader, reader.first())) {
-    throw Refused("the first page is only a preview of another");
+  if (reader.first().next != 0 && !hasSubdirectories && isOfAnother(reader, reader.first())) {
+    throw Refused("the first page is only a preview or a mask of another");
   }
 }
 
