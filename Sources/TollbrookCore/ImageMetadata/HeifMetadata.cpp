@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "TollbrookCore/ImageMetadata/ExifEdits.h"
+#include "TollbrookCore/ImageMetadata/TiffMetadata.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Heif {
@@ -63,10 +64,10 @@ std::size_t tiffStart(std::string_view payload) {
   throw Refused("the Exif item has no TIFF header");
 }
 
-std::string updatedExif(const std::string& payload, const TiffEdits& edits) {
+std::string updatedExif(const std::string& payload, const TargetTags& target, const TiffEdits& edits) {
   const std::size_t start = tiffStart(payload);
   const MemorySource block(std::string_view(payload).substr(start));
-  return payload.substr(0, start) + patchTiff(block, edits).bytes();
+  return payload.substr(0, start) + patchMetadata(TiffReader(block), target, edits).bytes();
 }
 
 std::string newExif(const TiffEdits& edits) {
@@ -121,7 +122,7 @@ void updateExif(const ByteSource& file, Meta& meta, const std::set<ItemId>& leav
   }
   if (!items.front()->isPlain) throw Refused("the Exif item is encrypted");
   Payload payload = payloadOf(file, meta, *items.front());
-  payload.bytes = updatedExif(payload.before, edits);
+  payload.bytes = updatedExif(payload.before, target, edits);
   payloads.push_back(std::move(payload));
 }
 

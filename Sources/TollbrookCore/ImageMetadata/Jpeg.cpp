@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
@@ -11,6 +12,7 @@
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 #include "TollbrookCore/ImageMetadata/MultiPicture.h"
+#include "TollbrookCore/ImageMetadata/TiffMetadata.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Jpeg {
@@ -143,7 +145,8 @@ void Editor::editExif() {
   const std::string old = payload(segments.front());
   if (old.size() < exifMark.size()) throw Refused("the Exif segment is empty");
   const MemorySource block(std::string_view(old).substr(exifMark.size()));
-  setPayload(segments.front(), old.substr(0, exifMark.size()) + patchTiff(block, edits).bytes());
+  const OutputPlan patched = patchMetadata(TiffReader(block), target_, std::move(edits));
+  setPayload(segments.front(), old.substr(0, exifMark.size()) + patched.bytes());
 }
 
 // The tags that Exif 2.32 (4.6.8, table 20) wants in a compressed image.

@@ -11,6 +11,7 @@
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
+#include "TollbrookCore/ImageMetadata/TiffMetadata.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Png {
@@ -124,7 +125,7 @@ class Editor {
   std::string updatedExif(const std::string& content) const {
     const std::size_t start = content.starts_with(exifMark) ? exifMark.size() : 0;
     const MemorySource block(std::string_view(content).substr(start));
-    return content.substr(0, start) + patchTiff(block, edits_).bytes();
+    return content.substr(0, start) + patchMetadata(TiffReader(block), target_, edits_).bytes();
   }
 
   std::optional<std::string> updatedPacket(std::string_view packet) {

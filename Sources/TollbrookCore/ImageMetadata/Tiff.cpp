@@ -2,62 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "TollbrookCore/ImageMetadata/ExifEdits.h"
-#include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/TiffMetadata.h"
 #include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
-#include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
 namespace tollbrook::ImageMetadata::Tiff {
 namespace {
-
-constexpr std::size_t longSize = 4;
-
-/// Many programs store IPTC as LONG numbers, and some of them swap its bytes with the file's.
-std::string iptcDatasets(const TiffReader& reader, const TiffEntry& entry) {
-  constexpr char marker = 0x1C;
-  std::string bytes = reader.value(entry, mostMetadata);
-  const bool isSwapped = bytes.size() >= longSize && bytes.size() % longSize == 0 && bytes[0] != marker &&
-                         bytes[longSize - 1] == marker;
-  if (!isSwapped) return bytes;
-  for (std::size_t at = 0; at < bytes.size(); at += longSize) {
-    std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                 bytes.begin() + static_cast<std::ptrdiff_t>(at + longSize));
-  }
-  return bytes;
-}
-
-TiffField iptcField(TiffType oldType, std::string datasets) {
-  const bool isOfBytes = sizeOf(oldType) == 1;
-  if (!isOfBytes) datasets.resize((datasets.size() + longSize - 1) / longSize * longSize, '\0');
-  return TiffField::ofBytes(TiffTag::iptc, isOfBytes ? oldType : TiffType::longInteger, std::move(datasets));
-}
-
-/// The caption in every place for IPTC that there is, or in a new one.
-void addCaption(const TiffReader& reader, const std::string& caption, TiffEdits& edits) {
-  const TiffEntry* const photoshop = reader.first().find(TiffTag::photoshop);
-  const TiffEntry* const iptc = reader.first().find(TiffTag::iptc);
-  std::string resources = photoshop != nullptr ? reader.value(*photoshop, mostMetadata) : std::string();
-  const bool haveIptc = haveIptcResource(resources);
-  if (haveIptc) resources = withCaptionInResources(resources, caption);
-  if (iptc != nullptr || !haveIptc) {
-    const std::string old = iptc != nullptr ? iptcDatasets(reader, *iptc) : std::string();
-    const TiffType type = iptc != nullptr ? iptc->type : TiffType::longInteger;
-    edits.first.push_back(iptcField(type, withIptcCaption(old, caption)));
-    if (!haveIptc) resources = withDigestOf(edits.first.back().bytes, resources);
-  }
-  if (photoshop != nullptr) {
-    edits.first.push_back(TiffField::ofBytes(TiffTag::photoshop, photoshop->type, std::move(resources)));
-  }
-}
-
-void addXmp(const TiffReader& reader, const TargetTags& target, TiffEdits& edits) {
-  const TiffEntry* const entry = reader.first().find(TiffTag::xmp);
-  if (entry == nullptr || sizeOf(entry->type) != 1) return;
-  if (auto packet = updatedXmp(reader.value(*entry, mostMetadata), target)) {
-    edits.first.push_back(TiffField::ofBytes(TiffTag::xmp, entry->type, std::move(*packet)));
-  }
-}
 
 /// Whether the entry is of whole numbers, whatever their width and sign.
 bool isInteger(const TiffEntry& entry) {
@@ -127,9 +79,7 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   TiffEdits edits = exifEdits(target);
   edits.keepsFirstPageOnly = true;
   requireMandatoryTags(edits);
-  if (!target.caption.empty()) addCaption(reader, target.caption, edits);
-  addXmp(reader, target, edits);
-  return patchTiff(file, edits);
+  return patchMetadata(reader, target, std::move(edits), MissingIptc::isMade);
 }
 
 }  // namespace tollbrook::ImageMetadata::Tiff

@@ -127,10 +127,8 @@ bool Patcher::needsRebuilding(const Planned& directory) const {
   if (directory.fields.empty()) return false;
   if (directory.old == nullptr || !directory.old->hasNext) return true;
   return std::any_of(directory.fields.begin(), directory.fields.end(), [&](const TiffField& field) {
-    const auto& entries = directory.old->entries;
     // Of several only one is to remain.
-    return std::count_if(entries.begin(), entries.end(),
-                         [&](const TiffEntry& entry) { return entry.tag == field.tag; }) != 1;
+    return directory.old->count(field.tag) != 1;
   });
 }
 

@@ -53,6 +53,11 @@ const TiffEntry* TiffDirectory::find(std::uint16_t tag) const {
   return found == entries.end() ? nullptr : &*found;
 }
 
+std::size_t TiffDirectory::count(std::uint16_t tag) const {
+  return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(),
+                                                [&](const TiffEntry& entry) { return entry.tag == tag; }));
+}
+
 TiffReader::TiffReader(const ByteSource& block) : block_(&block) {
   readHeader();
   const std::uint64_t offset = block.number(firstPointer(), offsetWidth(), order_);
@@ -126,9 +131,7 @@ TiffEntry TiffReader::readEntry(std::string_view bytes, std::uint64_t position) 
 std::optional<TiffDirectory> TiffReader::readPointedTo(std::uint16_t tag) {
   const TiffEntry* const entry = first_.find(tag);
   if (entry == nullptr) return std::nullopt;
-  const auto same = std::count_if(first_.entries.begin(), first_.entries.end(),
-                                  [&](const TiffEntry& other) { return other.tag == tag; });
-  if (same != 1 || !isPointer(entry->type) || entry->count != 1) {
+  if (first_.count(tag) != 1 || !isPointer(entry->type) || entry->count != 1) {
     throw Refused("the pointer to a directory is doubtful");
   }
   const std::uint64_t offset = number(*entry);

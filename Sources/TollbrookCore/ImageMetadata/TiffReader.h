@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -75,6 +76,7 @@ struct TiffDirectory {
 
   /// The first entry with this tag; null when there is none.
   const TiffEntry* find(std::uint16_t tag) const;
+  std::size_t count(std::uint16_t tag) const;
 };
 
 /// The directories of a block. Throws Refused for a block that has no sound first directory, and for loops.

@@ -41,6 +41,16 @@ class Verifier {
     }
   }
 
+  /// A block of metadata holds more than what is set in it: the new one stands for a single old one. Of any
+  /// other tag that is set, several entries become one.
+  void requireNoBlockDropped(const std::vector<TiffField>& fields) const {
+    for (const TiffField& field : fields) {
+      const bool isBlock =
+          field.tag == TiffTag::xmp || field.tag == TiffTag::iptc || field.tag == TiffTag::photoshop;
+      requireSame(!isBlock || before_.first().count(field.tag) <= 1);
+    }
+  }
+
   /// The directories that nothing was written into.
   void compareOthers(bool isChainCut) {
     // What pointed behind the end must not come to point into what was appended.
@@ -121,6 +131,7 @@ void verifyTiff(const TiffReader& before, const TiffReader& after, const TiffEdi
   verifier.compare(&before.first(), &after.first(), firstTags);
   verifier.compare(before.exif(), after.exif(), exifTags);
   verifier.compare(before.gps(), after.gps(), gpsTags);
+  verifier.requireNoBlockDropped(edits.first);
   verifier.requireFields(&after.first(), edits.first);
   verifier.requireFields(after.exif(), edits.exif);
   verifier.requireFields(after.gps(), edits.gps);
