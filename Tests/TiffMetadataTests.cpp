@@ -25,6 +25,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr std::uint16_t make = 0x010F;
+const std::string utc("+00:00\0", 7);
 
 TargetTags everything() { return test::everything("a caption"); }
 
@@ -104,6 +105,12 @@ std::string firstValue(const std::string& block, std::uint16_t tag) {
   return valueIn(reader, &reader.first(), tag);
 }
 
+std::string exifValue(const std::string& block, std::uint16_t tag) {
+  const MemorySource source(block);
+  const TiffReader reader(source);
+  return valueIn(reader, reader.exif(), tag);
+}
+
 Block blockWith(const std::vector<BlockEntry>& entries) {
   Block block;
   block.order = ByteOrder::big;
@@ -131,6 +138,46 @@ std::string resources() {
   const std::string record = iptc();
   const std::string padding(record.size() % 2, '\0');
   return std::string("8BIM\x04\x04\0\0", 8) + numberBytes(record.size(), 4) + record + padding;
+}
+
+TEST_P(EveryContainer, SetsDatesThatStandInTheFirstDirectory) {
+  const std::string old = "2001:01:01 01:01:01", now = test::stamp + '\0';
+  const std::string before = blockWith({BlockEntry::text(TiffTag::dateTimeOriginal, old),
+                                        BlockEntry::text(TiffTag::dateTimeDigitized, old),
+                                        BlockEntry::text(TiffTag::offsetTimeOriginal, "+09:00"),
+                                        BlockEntry::text(TiffTag::offsetTimeDigitized, "+09:00")})
+                                 .bytes();
+  const std::string after = written(before);
+  for (const auto tag : {TiffTag::dateTimeOriginal, TiffTag::dateTimeDigitized}) {
+    EXPECT_EQ(firstValue(after, tag), now);
+    EXPECT_EQ(exifValue(after, tag), now);
+  }
+  for (const auto tag : {TiffTag::offsetTimeOriginal, TiffTag::offsetTimeDigitized}) {
+    EXPECT_EQ(firstValue(after, tag), utc);
+  }
+  EXPECT_EQ(written(after), after);
+  const TargetTags captionAlone{.caption = "words"};
+  EXPECT_EQ(firstValue(written(before, captionAlone), TiffTag::dateTimeOriginal), old + '\0');
+}
+
+TEST_P(EveryContainer, SetsWhatStandsInTheExifDirectoryThoughItBelongsInTheFirst) {
+  Block block = blockWith({});
+  block.exif = {BlockEntry::text(TiffTag::imageDescription, "old words"),
+                BlockEntry::text(TiffTag::dateTime, "2001:01:01 01:01:01")};
+  const std::string after = written(block.bytes());
+  EXPECT_EQ(exifValue(after, TiffTag::imageDescription), std::string("a caption\0", 10));
+  EXPECT_EQ(exifValue(after, TiffTag::dateTime), test::stamp + '\0');
+  EXPECT_EQ(written(after), after);
+}
+
+TEST_P(EveryContainer, PutsNoDateWhereThereWasNone) {
+  Block block = blockWith({});
+  block.exif = {BlockEntry::text(0xA433, "a maker of lenses")};
+  const std::string after = written(block.bytes());
+  EXPECT_EQ(firstValue(after, TiffTag::dateTimeOriginal), "absent");
+  EXPECT_EQ(firstValue(after, TiffTag::dateTimeDigitized), "absent");
+  EXPECT_EQ(exifValue(after, TiffTag::dateTime), "absent");
+  EXPECT_EQ(exifValue(after, TiffTag::imageDescription), "absent");
 }
 
 TEST_P(EveryContainer, BringsXmpInAnEntryIntoLine) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
@@ -14,6 +15,23 @@ namespace tollbrook::ImageMetadata {
 namespace {
 
 constexpr std::size_t longSize = 4;
+
+void setWhereThere(const TiffDirectory* directory, const TiffField& field, std::vector<TiffField>& fields) {
+  if (directory != nullptr && directory->find(field.tag) != nullptr) fields.push_back(field);
+}
+
+// TIFF/EP (ISO 12234-2) keeps the dates of Exif in the first directory, and readers take all of these tags
+// from either of the two.
+void addDates(const TiffReader& reader, TimePoint takenTime, TiffEdits& edits) {
+  const std::string stamp = MetadataWriter::exifStamp(takenTime);
+  for (const auto tag : {TiffTag::dateTimeOriginal, TiffTag::dateTimeDigitized}) {
+    setWhereThere(&reader.first(), TiffField::text(tag, stamp), edits.first);
+  }
+  for (const auto tag : {TiffTag::offsetTimeOriginal, TiffTag::offsetTimeDigitized}) {
+    setWhereThere(&reader.first(), TiffField::text(tag, "+00:00"), edits.first);
+  }
+  setWhereThere(reader.exif(), TiffField::text(TiffTag::dateTime, stamp), edits.exif);
+}
 
 /// The entry with a whole block of metadata. Of several a reader takes either, and each may hold what the
 /// others do not.
@@ -124,7 +142,11 @@ class OtherDirectories {
 
 OutputPlan patchMetadata(const TiffReader& block, const TargetTags& target, TiffEdits edits,
                          MissingIptc missing) {
-  if (!target.caption.empty()) addCaption(block, target.caption, missing, edits);
+  if (target.takenTime) addDates(block, *target.takenTime, edits);
+  if (!target.caption.empty()) {
+    setWhereThere(block.exif(), TiffField::text(TiffTag::imageDescription, target.caption), edits.exif);
+    addCaption(block, target.caption, missing, edits);
+  }
   addXmp(block, target, edits);
   OutputPlan plan = patchTiff(block.block(), edits);
   OtherDirectories(TiffReader(plan), target).requireNothingElse();
