@@ -66,7 +66,7 @@ bool hasGroup(const Tags& metadata, const std::string& group) {
 /// The tags that were to be set, wherever they stand.
 bool isTarget(const std::string& tag) {
   static const std::regex targets(
-      "(ExifIFD|ExifOffset):(DateTimeOriginal|CreateDate|OffsetTimeOriginal|OffsetTimeDigitized)|"
+      "(ExifIFD|ExifOffset):(DateTimeOriginal|CreateDate|OffsetTime(Original|Digitized)?)|"
       "IFD0:(ModifyDate|ImageDescription)|GPS:GPS(Latitude|Longitude|Altitude)(Ref)?|"
       "IPTC:(Caption-Abstract|CodedCharacterSet)|Photoshop:IPTCDigest|"
       "XMP-exif:(DateTimeOriginal|DateTimeDigitized|GPSLatitude|GPSLongitude|GPSAltitude|GPSAltitudeRef)|"
@@ -279,6 +279,7 @@ void expectTargets(const Tags& held) {
   EXPECT_EQ(valueOf(held, exif + "CreateDate"), stamp);
   EXPECT_EQ(valueOf(held, exif + "OffsetTimeOriginal"), "+00:00");
   EXPECT_EQ(valueOf(held, exif + "OffsetTimeDigitized"), "+00:00");
+  expectInLine(held, exif + "OffsetTime", "+00:00");
   for (const char* const tag :
        {"XMP-exif:DateTimeOriginal", "XMP-exif:DateTimeDigitized", "XMP-xmp:CreateDate", "XMP-xmp:ModifyDate",
         "XMP-tiff:DateTime", "XMP-photoshop:DateCreated"}) {

@@ -111,6 +111,12 @@ std::string exifValue(const std::string& block, std::uint16_t tag) {
   return valueIn(reader, reader.exif(), tag);
 }
 
+std::string gpsValue(const std::string& block, std::uint16_t tag) {
+  const MemorySource source(block);
+  const TiffReader reader(source);
+  return valueIn(reader, reader.gps(), tag);
+}
+
 Block blockWith(const std::vector<BlockEntry>& entries) {
   Block block;
   block.order = ByteOrder::big;
@@ -158,6 +164,41 @@ TEST_P(EveryContainer, SetsDatesThatStandInTheFirstDirectory) {
   EXPECT_EQ(written(after), after);
   const TargetTags captionAlone{.caption = "words"};
   EXPECT_EQ(firstValue(written(before, captionAlone), TiffTag::dateTimeOriginal), old + '\0');
+}
+
+TEST_P(EveryContainer, SetsTheZonesOfTheDatesWhereTheyAreThere) {
+  constexpr auto signedShort = static_cast<TiffType>(8);
+  const std::vector<BlockEntry> zones{BlockEntry::text(TiffTag::offsetTime, "+09:00"),
+                                      BlockEntry::ofNumbers(TiffTag::timeZoneOffset, signedShort, {9, 9})};
+  Block block = blockWith(zones);
+  block.exif = zones;
+  const std::string before = block.bytes(), after = written(before);
+  for (const auto& [tag, value] :
+       {std::pair{TiffTag::offsetTime, utc}, {TiffTag::timeZoneOffset, std::string(4, '\0')}}) {
+    EXPECT_EQ(firstValue(after, tag), value);
+    EXPECT_EQ(exifValue(after, tag), value);
+  }
+  EXPECT_EQ(written(after), after);
+  const TargetTags captionAlone{.caption = "words"};
+  EXPECT_EQ(exifValue(written(before, captionAlone), TiffTag::offsetTime), std::string("+09:00\0", 7));
+  const std::string without = written(blockWith({}).bytes());
+  EXPECT_EQ(exifValue(without, TiffTag::offsetTime), "absent");
+  EXPECT_EQ(firstValue(without, TiffTag::timeZoneOffset), "absent");
+}
+
+TEST_P(EveryContainer, KeepsTheFractionsOfSecondsAndTheAltitudeOfAnUnknownOne) {
+  constexpr std::uint16_t fraction = 0x9291;
+  Block block = blockWith({});
+  block.exif = {BlockEntry::text(fraction, "77")};
+  block.gps = {BlockEntry::ofBytes(TiffTag::gpsAltitudeRef, TiffType::byte, std::string(1, '\1')),
+               BlockEntry::ofNumbers(TiffTag::gpsAltitude, TiffType::rational, {25, 2})};
+  TargetTags target = everything();
+  target.position->altitude.reset();
+  const std::string before = block.bytes(), after = written(before, target);
+  EXPECT_EQ(exifValue(after, fraction), std::string("77\0", 3));
+  EXPECT_EQ(gpsValue(after, TiffTag::gpsAltitude), gpsValue(before, TiffTag::gpsAltitude));
+  EXPECT_EQ(gpsValue(after, TiffTag::gpsAltitudeRef), std::string("\1", 1));
+  EXPECT_EQ(gpsValue(after, TiffTag::gpsLatitudeRef), std::string("N\0", 2));
 }
 
 TEST_P(EveryContainer, SetsWhatStandsInTheExifDirectoryThoughItBelongsInTheFirst) {

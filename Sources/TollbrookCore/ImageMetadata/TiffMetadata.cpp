@@ -20,6 +20,17 @@ void setWhereThere(const TiffDirectory* directory, const TiffField& field, std::
   if (directory != nullptr && directory->find(field.tag) != nullptr) fields.push_back(field);
 }
 
+/// The zones of the dates, which are in UTC now.
+void addZones(const TiffDirectory* directory, std::vector<TiffField>& fields) {
+  if (directory == nullptr) return;
+  setWhereThere(directory, TiffField::text(TiffTag::offsetTime, "+00:00"), fields);
+  // TIFF/EP counts whole hours, for one date or two.
+  const TiffEntry* const hours = directory->find(TiffTag::timeZoneOffset);
+  if (hours == nullptr || sizeOf(hours->type) != 2 || hours->count > 2) return;
+  const std::string none(hours->count * 2, '\0');
+  fields.push_back(TiffField::ofBytes(TiffTag::timeZoneOffset, hours->type, none));
+}
+
 // TIFF/EP (ISO 12234-2) keeps the dates of Exif in the first directory, and readers take all of these tags
 // from either of the two.
 void addDates(const TiffReader& reader, TimePoint takenTime, TiffEdits& edits) {
@@ -31,6 +42,8 @@ void addDates(const TiffReader& reader, TimePoint takenTime, TiffEdits& edits) {
     setWhereThere(&reader.first(), TiffField::text(tag, "+00:00"), edits.first);
   }
   setWhereThere(reader.exif(), TiffField::text(TiffTag::dateTime, stamp), edits.exif);
+  addZones(&reader.first(), edits.first);
+  addZones(reader.exif(), edits.exif);
 }
 
 /// The entry with a whole block of metadata. Of several a reader takes either, and each may hold what the

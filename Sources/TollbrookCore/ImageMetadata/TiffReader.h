@@ -24,9 +24,10 @@ constexpr std::uint16_t subfileType = 0x00FE, oldSubfileType = 0x00FF, imageDesc
                         yResolution = 0x011B, resolutionUnit = 0x0128, dateTime = 0x0132,
                         tileOffsets = 0x0144, tileByteCounts = 0x0145, subIfds = 0x014A, jpegOffset = 0x0201,
                         jpegLength = 0x0202, ycbcrPositioning = 0x0213, xmp = 0x02BC, iptc = 0x83BB,
-                        photoshop = 0x8649, exifIfd = 0x8769, gpsIfd = 0x8825, interopIfd = 0xA005;
+                        photoshop = 0x8649, exifIfd = 0x8769, gpsIfd = 0x8825, interopIfd = 0xA005,
+                        timeZoneOffset = 0x882A;
 constexpr std::uint16_t exifVersion = 0x9000, dateTimeOriginal = 0x9003, dateTimeDigitized = 0x9004,
-                        offsetTimeOriginal = 0x9011, offsetTimeDigitized = 0x9012,
+                        offsetTime = 0x9010, offsetTimeOriginal = 0x9011, offsetTimeDigitized = 0x9012,
                         componentsConfiguration = 0x9101, makerNote = 0x927C, flashpixVersion = 0xA000,
                         colorSpace = 0xA001, pixelXDimension = 0xA002, pixelYDimension = 0xA003;
 constexpr std::uint16_t gpsVersionId = 0, gpsLatitudeRef = 1, gpsLatitude = 2, gpsLongitudeRef = 3,
