@@ -331,23 +331,51 @@ TEST(JpegPlan, RefusesATrailerWithAbsolutePlaces) {
   EXPECT_NE(refusalOf(tinyJpeg() + "AXS!" + std::string(8, '\0')), "");
 }
 
-/// A JPEG with a preview behind its end, whose distance from the EXIF header is in the maker note.
-std::string withPreviewBehind(std::int64_t tooFar) {
-  const auto withPlace = [](std::uint64_t place) {
-    Block block;
-    block.first = {BlockEntry::text(make, "A maker of cameras")};
-    block.exif = {BlockEntry::ofBytes(TiffTag::makerNote, TiffType::undefined,
-                                      "note" + numberBytes(place, 4, ByteOrder::big) + "more of it")};
-    return jpegWith(exifSegment(block.bytes()));
-  };
+/// A JPEG with this behind its end, the distance of which from the EXIF header `blockWith` puts into the
+/// block.
+template <typename BlockWith>
+std::string withTrailer(const std::string& trailer, std::int64_t tooFar, const BlockWith& blockWith) {
+  const auto withPlace = [&](std::uint64_t place) { return jpegWith(exifSegment(blockWith(place).bytes())); };
   const std::uint64_t exifHeaderAt = endOfJfif + 10;
   const auto distance = static_cast<std::int64_t>(withPlace(0).size() - exifHeaderAt);
-  return withPlace(static_cast<std::uint64_t>(distance + tooFar)) + tinyJpeg();
+  return withPlace(static_cast<std::uint64_t>(distance + tooFar)) + trailer;
+}
+
+Block blockWithNote(std::uint64_t place) {
+  Block block;
+  block.first = {BlockEntry::text(make, "A maker of cameras")};
+  block.exif = {BlockEntry::ofBytes(TiffTag::makerNote, TiffType::undefined,
+                                    "note" + numberBytes(place, 4, ByteOrder::big) + "more of it")};
+  return block;
 }
 
 TEST(JpegPlan, RefusesATrailerThatTheMakerNoteLeadsTo) {
-  EXPECT_EQ(refusalOf(withPreviewBehind(0)), "what follows the image must not be moved");
-  EXPECT_EQ(refusalOf(withPreviewBehind(1)), "");
+  EXPECT_EQ(refusalOf(withTrailer(tinyJpeg(), 0, blockWithNote)), "what follows the image must not be moved");
+  EXPECT_EQ(refusalOf(withTrailer(tinyJpeg(), 1, blockWithNote)), "");
+}
+
+TEST(JpegPlan, RefusesAPreviewBehindTheImageWhoseFirstByteIsWrong) {
+  const std::string preview = '\0' + tinyJpeg().substr(1);
+  EXPECT_EQ(refusalOf(withTrailer(preview, 0, blockWithNote)), "what follows the image must not be moved");
+  for (const std::string& coded : {std::string("\0\xD8\xFF\0", 4), std::string("\0\xD8\xFF\xD9", 4)}) {
+    EXPECT_EQ(refusalOf(withTrailer(coded + preview, 0, blockWithNote)), "") << "no picture begins there";
+  }
+}
+
+TEST(JpegPlan, RefusesAThumbnailBehindTheImage) {
+  const auto blockWithThumbnail = [](std::uint64_t place) {
+    Block block;
+    block.first = {BlockEntry::text(make, "A maker of cameras")};
+    block.laterPages = {{BlockEntry::ofNumbers(TiffTag::jpegOffset, TiffType::longInteger, {place}),
+                         BlockEntry::ofNumbers(TiffTag::jpegLength, TiffType::longInteger, {100})}};
+    return block;
+  };
+  for (const std::string& gap : {std::string(5000, '\0'), std::string(100000, '\0')}) {
+    const auto distance = static_cast<std::int64_t>(gap.size());
+    EXPECT_EQ(refusalOf(withTrailer(gap + tinyJpeg(), distance, blockWithThumbnail)),
+              "what follows the image must not be moved");
+  }
+  EXPECT_EQ(refusalOf(withTrailer(tinyJpeg(), 1000000, blockWithThumbnail)), "") << "it is not there at all";
 }
 
 TEST(JpegPlan, RefusesAFileThatIsCutShort) {

@@ -89,9 +89,7 @@ Segment readSegment(const ByteSource& file, std::uint64_t offset) {
   while (marker == 0xFF) marker = file.number(at++, 1);  // fill bytes may precede a marker
   Segment segment{.marker = static_cast<std::uint8_t>(marker), .offset = offset};
   if (segment.marker == startOfScan) return segment;
-  if (marker == 0 || marker == 1 || isRestart(segment.marker) || marker == 0xD8 || marker == endOfImage) {
-    throw Refused("a marker is in the wrong place");
-  }
+  if (!startsSegment(segment.marker)) throw Refused("a marker is in the wrong place");
   const std::uint64_t length = file.number(at, 2);
   if (length < 2 || !file.contains(at, length)) throw Refused("a segment runs past the end");
   segment.length = at + length - offset;
@@ -124,6 +122,12 @@ Layout readLayout(const ByteSource& file) {
   layout.scans = offset;
   requireEnd(file, offset);
   return layout;
+}
+
+bool startsSegment(std::uint8_t marker) {
+  constexpr std::uint8_t stuffing = 0x00, temporary = 0x01, startOfImage = 0xD8;
+  return marker != stuffing && marker != temporary && !isRestart(marker) && marker != startOfImage &&
+         marker != endOfImage;
 }
 
 std::string segmentBytes(std::uint8_t marker, std::string_view payload) {

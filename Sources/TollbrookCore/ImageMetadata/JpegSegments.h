@@ -45,6 +45,9 @@ struct Layout {
 /// The segments before the first scan. Refused when there is no sound frame and scan, or no end of the image.
 Layout readLayout(const ByteSource& file);
 
+/// Whether a marker of this code has a segment behind it; coded data hold none such.
+bool startsSegment(std::uint8_t marker);
+
 /// The bytes of a segment; Refused when the payload is too long.
 std::string segmentBytes(std::uint8_t marker, std::string_view payload);
 

@@ -1,6 +1,8 @@
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/TiffReader.h"
@@ -36,20 +38,63 @@ std::vector<std::uint64_t> placesInNote(const std::string& note, std::uint64_t b
   return places;
 }
 
+/// Whether a picture begins there; some cameras keep a wrong first byte. Coded data never hold such a marker.
+bool startsPicture(const ByteSource& file, std::uint64_t place) {
+  const std::string start = file.readUpTo(place, 4);
+  return start.size() == 4 && start.compare(1, 2, "\xD8\xFF") == 0 &&
+         startsSegment(static_cast<std::uint8_t>(start[3]));
+}
+
 /// Some makers keep a large preview behind the image and its place in the maker note.
-bool noteLeadsToPreview(const ByteSource& file, const Layout& layout, const Segment& exif) {
-  if (exif.payloadLength < exifMark.size()) return false;
-  const std::uint64_t start = exif.payloadOffset + exifMark.size();
-  const std::string bytes = file.read(start, exif.payloadLength - exifMark.size());
-  const MemorySource block(bytes);
-  const TiffReader reader(block);
-  const TiffEntry* const note = reader.exif() != nullptr ? reader.exif()->find(TiffTag::makerNote) : nullptr;
+bool noteLeadsToPreview(const ByteSource& file, const Layout& layout, const TiffReader& exif,
+                        std::uint64_t start) {
+  const TiffEntry* const note = exif.exif() != nullptr ? exif.exif()->find(TiffTag::makerNote) : nullptr;
   if (note == nullptr || !note->value) return false;
-  const auto places = placesInNote(bytes.substr(note->value->offset, note->value->length), start,
+  const auto places = placesInNote(exif.block().read(note->value->offset, note->value->length), start,
                                    start + note->value->offset, file, layout.scans);
-  // Coded data never hold the start of an image.
   return std::any_of(places.begin(), places.end(),
-                     [&](std::uint64_t place) { return file.readUpTo(place, 3) == "\xFF\xD8\xFF"; });
+                     [&](std::uint64_t place) { return startsPicture(file, place); });
+}
+
+/// Adds the thumbnails, strips and tiles of the directory.
+void addPieces(const TiffReader& exif, const TiffDirectory& directory, std::vector<TiffArea>& pieces) {
+  constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> tags{{
+      {TiffTag::stripOffsets, TiffTag::stripByteCounts},
+      {TiffTag::tileOffsets, TiffTag::tileByteCounts},
+      {TiffTag::jpegOffset, TiffTag::jpegLength},
+  }};
+  for (const auto& [offsetsTag, lengthsTag] : tags) {
+    const TiffEntry *const offsets = directory.find(offsetsTag), *const lengths = directory.find(lengthsTag);
+    if (offsets == nullptr || lengths == nullptr || !offsets->value || !lengths->value) continue;
+    const std::uint64_t count = std::min(offsets->count, lengths->count);
+    // Each takes a place of its own in the block, unless directories claim the same.
+    if (count > exif.block().size() - pieces.size()) throw Refused("there are too many strips or tiles");
+    for (std::uint64_t i = 0; i < count; ++i) {
+      pieces.push_back({.offset = exif.number(*offsets, i), .length = exif.number(*lengths, i)});
+    }
+  }
+}
+
+/// Whether a piece that the block names lies behind it, from the first scan on: at `trailer`, as the block
+/// counts.
+bool hasPieceBehind(const TiffReader& exif, const TiffArea& trailer) {
+  std::vector<TiffArea> pieces;
+  addPieces(exif, exif.first(), pieces);
+  for (const TiffDirectory& directory : exif.others()) addPieces(exif, directory, pieces);
+  return std::any_of(pieces.begin(), pieces.end(), [&](const TiffArea& piece) {
+    return piece.offset >= exif.block().size() && piece.overlaps(trailer);
+  });
+}
+
+/// Whether the Exif segment says of something behind the image how far away it is.
+bool exifLeadsBehind(const ByteSource& file, const Layout& layout, const Segment& segment) {
+  if (segment.payloadLength < exifMark.size()) return false;
+  const std::uint64_t start = segment.payloadOffset + exifMark.size();
+  const std::string bytes = file.read(start, segment.payloadLength - exifMark.size());
+  const MemorySource block(bytes);
+  const TiffReader exif(block);
+  const TiffArea trailer{.offset = layout.scans - start, .length = file.size() - layout.scans};
+  return noteLeadsToPreview(file, layout, exif, start) || hasPieceBehind(exif, trailer);
 }
 
 }  // namespace
@@ -57,7 +102,7 @@ bool noteLeadsToPreview(const ByteSource& file, const Layout& layout, const Segm
 bool trailerMustNotMove(const ByteSource& file, const Layout& layout) {
   return endsWithAbsolutePlaces(file) ||
          std::any_of(layout.segments.begin(), layout.segments.end(), [&](const Segment& segment) {
-           return segment.is(app1, exifHeader) && noteLeadsToPreview(file, layout, segment);
+           return segment.is(app1, exifHeader) && exifLeadsBehind(file, layout, segment);
          });
 }
 
