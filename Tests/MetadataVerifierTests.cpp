@@ -59,6 +59,15 @@ TEST(VerifyXmp, RefusesWhateverElseChanged) {
   }
 }
 
+TEST(VerifyXmp, TakesAnyNumberOfPlacesInOnePass) {
+  std::string attributes, elements;
+  for (int i = 0; i < 900; ++i) attributes += " exif:a" + std::to_string(i) + "=\"\"";
+  for (int i = 0; i < 30000; ++i) elements += "<other:description/><dc:description/>";
+  const std::string packet = packetOf(attributes, elements);
+  EXPECT_NO_THROW(verifyXmp(packet, packet, datedAndCaptioned()));
+  EXPECT_THROW(verifyXmp(packet, replaced(packet, " padding", ""), datedAndCaptioned()), Refused);
+}
+
 std::string dataset(int record, int number, const std::string& value) {
   return std::string{'\x1C', static_cast<char>(record), static_cast<char>(number)} +
          numberBytes(value.size(), 2) + value;

@@ -230,6 +230,81 @@ TEST(UpdatedXmp, LeavesAPacketAloneThatHasTooManyAttributes) {
   EXPECT_EQ(updatedXmp(withAttributes(1001), everything()), std::nullopt);
 }
 
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+TEST(UpdatedXmp, RefusesAPropertyInMorePlacesThanAnySoundPacketHas) {
+  for (const std::string element : {"<dc:description/>", "<xap:CreateDate/>", "<other:CreateDate/>"}) {
+    EXPECT_NE(updatedXmp(packetOf("", repeated(element, 16) + "<xap:ModifyDate/>"), everything()),
+              std::nullopt);
+    for (const int count : {17, 30000}) {
+      EXPECT_THROW(updatedXmp(packetOf("", repeated(element, count) + "<xap:ModifyDate/>"), everything()),
+                   Refused)
+          << element;
+    }
+  }
+}
+
+TEST(UpdatedXmp, RefusesAPacketInAnotherEncoding) {
+  const std::string packet = packetOf(" xap:CreateDate=\"1\"", "");
+  std::string bigEndian, littleEndian, wide;
+  for (const char c : packet) {
+    bigEndian += {'\0', c};
+    littleEndian += {c, '\0'};
+    wide += {'\0', '\0', '\0', c};
+  }
+  for (const std::string& encoded : {bigEndian, littleEndian, wide}) {
+    EXPECT_THROW(updatedXmp(encoded, everything()), Refused);
+  }
+}
+
+TEST(UpdatedXmp, RefusesSeveralPacketsInOne) {
+  const std::string packet = packetOf(" xap:CreateDate=\"1\"", "");
+  const std::size_t start = packet.find("<x:xmpmeta"), end = packet.find("</x:xmpmeta>") + 12;
+  const std::string whole = packet.substr(start, end - start);
+  EXPECT_THROW(updatedXmp(whole + whole, everything()), Refused);
+  const std::size_t rdfStart = packet.find("<rdf:RDF"), rdfEnd = packet.find("</rdf:RDF>") + 10;
+  const std::string rdf = packet.substr(rdfStart, rdfEnd - rdfStart);
+  EXPECT_THROW(updatedXmp(std::string(packet).insert(rdfEnd, rdf), everything()), Refused);
+  EXPECT_THROW(updatedXmp(std::string(packet).insert(end, rdf), everything()), Refused);
+  EXPECT_THROW(updatedXmp(std::string(packet).insert(start, rdf), everything()), Refused);
+}
+
+TEST(UpdatedXmp, FindsThePacketWhateverItsHeaderSays) {
+  std::string packet = packetOf(" xap:CreateDate=\"1\"", "");
+  packet.replace(packet.find("id=\"W5M0"), 4, "id=\"RDF xmpmeta ");
+  packet.insert(packet.find("<x:xmpmeta"), "<!-- the xmpmeta -->");
+  EXPECT_THAT(updatedXmp(packet, everything()).value_or(""), HasSubstr("CreateDate=\"2019-07-01T"));
+}
+
+TEST(UpdatedXmp, FindsPropertiesOfTheDefaultNamespace) {
+  const std::string date = "<DateTimeOriginal xmlns=\"http://ns.adobe.com/exif/1.0/\">";
+  const auto packet = updatedXmp(packetOf("", date + "1999</DateTimeOriginal>"), everything());
+  EXPECT_THAT(packet.value_or(""), HasSubstr(date + "2019-07-01T12:00:00+00:00</DateTimeOriginal>"));
+  const std::string text = "<description xmlns=\"http://purl.org/dc/elements/1.1/\">";
+  const auto captioned = updatedXmp(packetOf("", text + "old</description>"), everything());
+  EXPECT_THAT(captioned.value_or(""), HasSubstr(text + "<rdf:Alt><rdf:li xml:lang=\"x-default\">a &lt;new"));
+}
+
+TEST(UpdatedXmp, FindsPropertiesOfTypedNodes) {
+  std::string packet = packetOf(" xap:CreateDate=\"1\"", "");
+  packet.replace(packet.find("rdf:Description"), 15, "other:Photo");
+  packet.replace(packet.find("rdf:Description"), 15, "other:Photo");
+  EXPECT_THAT(updatedXmp(packet, everything()).value_or(""), HasSubstr("CreateDate=\"2019-07-01T"));
+}
+
+TEST(UpdatedXmp, RefusesAPropertyOfADoubtfulNamespace) {
+  for (const std::string space : {"xmlns:e=\"http://ns.adobe.com/exif/1.0\"",
+                                  "xmlns:e=\"http://ns.adobe.com/exif/2.1/\"", "rdf:about=\"\""}) {
+    const std::string date = "<e:DateTimeOriginal " + space + ">1999</e:DateTimeOriginal>";
+    EXPECT_THROW(updatedXmp(packetOf("", date), everything()), Refused) << space;
+  }
+  EXPECT_THROW(updatedXmp(packetOf(" unknown:CreateDate=\"1\"", ""), everything()), Refused);
+}
+
 TEST(UpdatedXmpWithCaption, AddsADescriptionWhereNoneIs) {
   const auto packet = updatedXmpWithCaption(packetOf("", ""), everything());
   ASSERT_TRUE(packet);

@@ -20,10 +20,10 @@ std::string withoutProperties(std::string_view packet, const std::vector<XmpProp
   requireSame(tree.has_value());
   for (pugi::xml_node description : tree->descriptions()) {
     for (const XmpProperty& property : properties) {
-      while (const auto attribute = attributeNamed(description, property.space, property.name)) {
+      for (const auto attribute : attributesNamed(description, property.space, property.name)) {
         description.remove_attribute(attribute);
       }
-      while (const auto child = childNamed(description, property.space, property.name)) {
+      for (const auto child : childrenNamed(description, property.space, property.name)) {
         description.remove_child(child);
       }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,6 +10,10 @@
 #include "TollbrookCore/Models.h"
 
 namespace tollbrook::ImageMetadata {
+
+/// In no sound file or packet does a value stand in more places. Each takes the new one, and so a caption
+/// could be made to fill the memory.
+constexpr std::size_t mostPlaces = 16;
 
 /// What is to stand in the image afterwards.
 struct TargetTags {

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
+#include <map>
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/ByteSource.h"
@@ -36,20 +36,27 @@ void clear(pugi::xml_node element) {
   element.remove_children();
 }
 
-/// Whether the alternatives are this text and no other.
-bool isAlternative(pugi::xml_node alternatives, const std::string& value) {
-  const auto items = alternatives.children();
-  std::vector<pugi::xml_node> elements;
-  std::copy_if(items.begin(), items.end(), std::back_inserter(elements),
-               [](pugi::xml_node item) { return item.type() == pugi::node_element; });
-  return elements.size() == 1 && isNamed(elements[0], rdfSpace, "li") &&
-         elements[0].attribute("xml:lang").value() == std::string_view("x-default") &&
-         elements[0].text().get() == value;
+/// The only element in this one; an empty one when there is none or another.
+pugi::xml_node onlyElementIn(pugi::xml_node element) {
+  pugi::xml_node only;
+  for (const pugi::xml_node child : element.children()) {
+    if (child.type() != pugi::node_element) continue;
+    if (only) return {};
+    only = child;
+  }
+  return only;
+}
+
+/// Whether the element is this text, in alternatives without another.
+bool isAlternative(pugi::xml_node element, const std::string& value) {
+  const pugi::xml_node alternatives = onlyElementIn(element), item = onlyElementIn(alternatives);
+  return isNamed(alternatives, rdfSpace, "Alt") && isNamed(item, rdfSpace, "li") &&
+         item.attribute("xml:lang").value() == std::string_view("x-default") && item.text().get() == value;
 }
 
 /// One text for all languages: what it was in another is no less old.
 bool setAlternative(pugi::xml_node element, const std::string& value) {
-  if (isAlternative(childNamed(element, rdfSpace, "Alt"), value)) return false;
+  if (isAlternative(element, value)) return false;
   clear(element);
   const std::string prefix = prefixOf(element.parent().name());
   pugi::xml_node item = element.append_child((prefix + "Alt").c_str()).append_child((prefix + "li").c_str());
@@ -59,25 +66,26 @@ bool setAlternative(pugi::xml_node element, const std::string& value) {
 
 bool setElement(pugi::xml_node element, const XmpProperty& property) {
   if (property.isLanguageAlternative) return setAlternative(element, property.value);
-  if (const auto value = childNamed(element, rdfSpace, "value")) return setText(value, property.value);
+  const auto values = childrenNamed(element, rdfSpace, "value");
+  if (!values.empty()) return setText(values.front(), property.value);
   if (hasElements(element)) clear(element);
   return setText(element, property.value);
 }
 
 /// An attribute has no place for languages. Whether there was one.
 bool makeElement(pugi::xml_node description, const XmpProperty& property) {
-  bool isFound = false;
-  while (const auto attribute = attributeNamed(description, property.space, property.name)) {
-    if (!childNamed(description, property.space, property.name)) description.append_child(attribute.name());
-    isFound = description.remove_attribute(attribute);
+  const auto attributes = attributesNamed(description, property.space, property.name);
+  if (attributes.empty()) return false;
+  if (childrenNamed(description, property.space, property.name).empty()) {
+    description.append_child(attributes.front().name());
   }
-  return isFound;
+  for (const pugi::xml_attribute attribute : attributes) description.remove_attribute(attribute);
+  return true;
 }
 
 bool setAttributes(pugi::xml_node description, const XmpProperty& property) {
   bool changed = false;
-  for (pugi::xml_attribute attribute : description.attributes()) {
-    if (!isNamed(attribute.name(), description, property.space, property.name)) continue;
+  for (pugi::xml_attribute attribute : attributesNamed(description, property.space, property.name)) {
     if (attribute.value() != property.value) changed = attribute.set_value(property.value.c_str());
   }
   return changed;
@@ -87,8 +95,8 @@ bool setAttributes(pugi::xml_node description, const XmpProperty& property) {
 bool setProperty(pugi::xml_node description, const XmpProperty& property) {
   bool changed = property.isLanguageAlternative ? makeElement(description, property)
                                                 : setAttributes(description, property);
-  for (const pugi::xml_node child : description.children()) {
-    if (isNamed(child, property.space, property.name)) changed = setElement(child, property) || changed;
+  for (const pugi::xml_node child : childrenNamed(description, property.space, property.name)) {
+    changed = setElement(child, property) || changed;
   }
   return changed;
 }
@@ -96,21 +104,23 @@ bool setProperty(pugi::xml_node description, const XmpProperty& property) {
 bool haveProperty(const std::vector<pugi::xml_node>& descriptions, std::string_view space,
                   std::string_view name) {
   return std::any_of(descriptions.begin(), descriptions.end(), [&](pugi::xml_node description) {
-    return childNamed(description, space, name) || attributeNamed(description, space, name);
+    return !childrenNamed(description, space, name).empty() ||
+           !attributesNamed(description, space, name).empty();
   });
 }
 
 /// Says of an altitude in the description that it is below sea level: without a reference it is taken to be
 /// above. Whether there is one.
 bool addBelowSeaLevel(pugi::xml_node description) {
-  if (const auto altitude = attributeNamed(description, exifSpace, "GPSAltitude")) {
-    const std::string name = std::string(altitude.name()) + "Ref";
-    return description.insert_attribute_after(name.c_str(), altitude).set_value(belowSeaLevel);
+  const auto attributes = attributesNamed(description, exifSpace, "GPSAltitude");
+  if (!attributes.empty()) {
+    const std::string name = std::string(attributes.front().name()) + "Ref";
+    return description.insert_attribute_after(name.c_str(), attributes.front()).set_value(belowSeaLevel);
   }
-  const auto altitude = childNamed(description, exifSpace, "GPSAltitude");
-  if (!altitude) return false;
-  const std::string name = std::string(altitude.name()) + "Ref";
-  pugi::xml_node reference = description.insert_child_after(name.c_str(), altitude);
+  const auto elements = childrenNamed(description, exifSpace, "GPSAltitude");
+  if (elements.empty()) return false;
+  const std::string name = std::string(elements.front().name()) + "Ref";
+  pugi::xml_node reference = description.insert_child_after(name.c_str(), elements.front());
   if (!isNamed(reference, exifSpace, "GPSAltitudeRef")) {
     const std::string declaration = "xmlns:" + name.substr(0, name.find(':'));
     reference.append_attribute(declaration.c_str()) = std::string(exifSpace).c_str();
@@ -132,6 +142,49 @@ bool setProperties(XmpTree& tree, const TargetTags& target) {
   return changed;
 }
 
+// What a prefix means is looked for in all elements above, so that must not be done for any number of names.
+void requireFewPlaces(const std::vector<pugi::xml_node>& descriptions,
+                      const std::vector<XmpProperty>& properties) {
+  std::map<std::string_view, std::size_t> places;
+  for (const pugi::xml_node description : descriptions) {
+    for (const pugi::xml_node child : description.children()) ++places[localName(child.name())];
+    for (const pugi::xml_attribute attribute : description.attributes())
+      ++places[localName(attribute.name())];
+  }
+  for (const XmpProperty& property : properties) {
+    if (places[property.name] > mostPlaces) throw Refused("the XMP says the same in too many places");
+  }
+}
+
+/// Whether readers may take a namespace for this one, though it is spelled otherwise: without the slash at
+/// its end, with another version, or not declared at all.
+bool isLike(std::string_view space, std::string_view wanted) {
+  constexpr std::string_view version = "/.0123456789";
+  const auto stem = [](std::string_view name) { return name.substr(0, name.find_last_not_of(version) + 1); };
+  return space != wanted && (space.empty() || stem(space) == stem(wanted));
+}
+
+void requireClearNames(pugi::xml_node description, const XmpProperty& property) {
+  const auto require = [&](std::string_view name, const auto& space) {
+    if (localName(name) == property.name && isLike(space(), property.space)) {
+      throw Refused("a property in the XMP is of a doubtful namespace");
+    }
+  };
+  for (const pugi::xml_node child : description.children())
+    require(child.name(), [&] { return namespaceOf(child); });
+  for (const pugi::xml_attribute attribute : description.attributes())
+    require(attribute.name(), [&] { return namespaceOf(attribute, description); });
+}
+
+void requireSoundProperties(const XmpTree& tree, const TargetTags& target) {
+  const auto properties = xmpProperties(target);
+  const auto descriptions = tree.descriptions();
+  requireFewPlaces(descriptions, properties);
+  for (const pugi::xml_node description : descriptions) {
+    for (const XmpProperty& property : properties) requireClearNames(description, property);
+  }
+}
+
 /// An empty description of the picture, where there is none.
 void addDescription(XmpTree& tree) {
   const auto descriptions = tree.descriptions();
@@ -143,6 +196,7 @@ void addDescription(XmpTree& tree) {
 std::optional<std::string> updated(std::string_view packet, const TargetTags& target, bool addsCaption) {
   auto tree = XmpTree::parse(packet);
   if (!tree) return std::nullopt;
+  requireSoundProperties(*tree, target);
   if (addsCaption && !target.caption.empty()) addDescription(*tree);
   if (!setProperties(*tree, target)) return std::nullopt;
   std::string result = tree->packet();

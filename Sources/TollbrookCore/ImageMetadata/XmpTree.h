@@ -14,7 +14,8 @@ constexpr std::string_view rdfSpace = "http://www.w3.org/1999/02/22-rdf-syntax-n
 /// A packet as a tree that can be changed.
 class XmpTree {
  public:
-  /// None when the packet cannot be read; Refused when it is larger than any sound one.
+  /// None when the packet cannot be read; Refused when it is larger than any sound one, not in UTF-8, or made
+  /// of several.
   static std::optional<XmpTree> parse(std::string_view packet);
 
   /// The elements that hold the properties, as attributes and as elements.
@@ -27,14 +28,21 @@ class XmpTree {
   std::string_view before_, behind_;  ///< of the packet, which stays there longer
 };
 
-/// Whether the name of `element`, or of an attribute of it, means `name` in the namespace `space`.
-bool isNamed(std::string_view qualified, pugi::xml_node element, std::string_view space,
-             std::string_view name);
+/// Whether a packet in UTF-8 begins somewhere in these bytes.
+bool holdsXmp(std::string_view bytes);
+
+/// The namespace of a name; empty when it has none, or nothing says which.
+std::string_view namespaceOf(pugi::xml_node element);
+std::string_view namespaceOf(pugi::xml_attribute attribute, pugi::xml_node element);
 bool isNamed(pugi::xml_node element, std::string_view space, std::string_view name);
-/// The first with that name; an empty one when there is none.
-pugi::xml_node childNamed(pugi::xml_node element, std::string_view space, std::string_view name);
-pugi::xml_attribute attributeNamed(pugi::xml_node element, std::string_view space, std::string_view name);
+/// All with that name, in order.
+std::vector<pugi::xml_node> childrenNamed(pugi::xml_node element, std::string_view space,
+                                          std::string_view name);
+std::vector<pugi::xml_attribute> attributesNamed(pugi::xml_node element, std::string_view space,
+                                                 std::string_view name);
 /// The part of a name up to its colon, that included; empty when it has no prefix.
 std::string prefixOf(std::string_view qualified);
+/// The part behind it.
+std::string_view localName(std::string_view qualified);
 
 }  // namespace tollbrook::ImageMetadata
