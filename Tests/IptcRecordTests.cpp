@@ -79,6 +79,16 @@ TEST(WithIptcCaption, RefusesAnUnknownCharacterSet) {
   EXPECT_THROW(withIptcCaption(dataset(1, 90, "\x1B(I") + dataset(2, 5, "\xE9"), "x"), Refused);
 }
 
+TEST(WithIptcCaption, RefusesACharacterSetThatReadersTakeForSomethingElse) {
+  const std::string text = dataset(2, 5, "\xC3\xA9"), latin1 = dataset(1, 90, "\x1B.A");
+  for (const std::string& record : {text + utf8Declared, text + latin1, utf8Declared + latin1 + text,
+                                    latin1 + utf8Declared + text, utf8Declared + text + latin1}) {
+    EXPECT_THROW(withIptcCaption(record, "x"), Refused);
+  }
+  EXPECT_EQ(withIptcCaption(utf8Declared + utf8Declared + text, "x"),
+            utf8Declared + utf8Declared + text + dataset(2, 120, "x"));
+}
+
 TEST(WithIptcCaption, TakesLongCaptions) {
   const std::string caption(3000, 'c'), longer(40000, 'd');
   EXPECT_EQ(withIptcCaption(utf8Declared, caption), utf8Declared + dataset(2, 120, caption));
@@ -110,6 +120,13 @@ TEST(WithCaptionInResources, RenewsADigestThatIsThere) {
   // The MD5 of nothing.
   const std::string ofNothing("\xD4\x1D\x8C\xD9\x8F\0\xB2\4\xE9\x80\x09\x98\xEC\xF8\x42\x7E", 16);
   EXPECT_EQ(withDigestOf("", resource(0x0425, "old")), resource(0x0425, ofNothing));
+}
+
+TEST(WithCaptionInResources, RefusesMoreIptcThanAnySoundFileHas) {
+  std::string resources;
+  for (int i = 0; i < 16; ++i) resources += resource(0x0404, "");
+  EXPECT_NO_THROW(withCaptionInResources(resources, "x"));
+  EXPECT_THROW(withCaptionInResources(resources + resource(0x0404, ""), "x"), Refused);
 }
 
 TEST(WithCaptionInResources, RefusesWhatRunsPastTheEnd) {

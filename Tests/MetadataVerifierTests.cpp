@@ -117,6 +117,16 @@ TEST(VerifyIptc, RefusesTextThatWasUtf8AndIsOtherBytes) {
       Refused);
 }
 
+TEST(VerifyIptc, RefusesADeclarationThatReadersMayPassOver) {
+  const std::string text = dataset(2, 5, "title"), caption = dataset(2, 120, "new");
+  EXPECT_NO_THROW(verifyIptc(text, utf8Declared + text + caption, "new"));
+  for (const std::string& after : {text + caption + utf8Declared, text + utf8Declared + caption,
+                                   utf8Declared + dataset(1, 90, "\x1B.A") + text + caption,
+                                   utf8Declared + text + caption + dataset(1, 90, "\x1B.A")}) {
+    EXPECT_THROW(verifyIptc(text, after, "new"), Refused);
+  }
+}
+
 TEST(VerifyIptc, RefusesTextWhereThereWasNone) {
   const std::string before = dataset(2, 5, "") + dataset(2, 120, "old");
   const std::string faceWithSmile = "\xF0\x9F\x98\x80";

@@ -83,9 +83,16 @@ std::string bytesOf(const std::vector<IptcDataset>& datasets) {
 }
 
 IptcCharacters charactersOf(const std::vector<IptcDataset>& datasets) {
-  const auto declared =
-      std::find_if(datasets.begin(), datasets.end(), [](const auto& one) { return one.isCharacterSet(); });
+  const auto isCharacterSet = [](const IptcDataset& one) { return one.isCharacterSet(); };
+  const auto declared = std::find_if(datasets.begin(), datasets.end(), isCharacterSet);
   if (declared == datasets.end()) return IptcCharacters::latin1;
+  const bool isBehindText =
+      std::any_of(datasets.begin(), declared, [](const IptcDataset& one) { return one.record > 1; });
+  // Some programs say the same several times.
+  const bool saysOtherwise = std::any_of(declared, datasets.end(), [&](const IptcDataset& one) {
+    return one.isCharacterSet() && one.value != declared->value;
+  });
+  if (isBehindText || saysOtherwise) return IptcCharacters::unknown;
   const std::string_view value = declared->value;
   if (value == "\x1B%G" || value == "\x1B%/G" || value == "\x1B%/H" || value == "\x1B%/I") {
     return IptcCharacters::utf8;

@@ -36,7 +36,8 @@ std::string bytesOf(const std::vector<IptcDataset>& datasets);
 
 enum class IptcCharacters { utf8, latin1, unknown };
 
-/// What the record says about its text, or what is usual where it says nothing.
+/// What the record says about its text, or what is usual where it says nothing. Unknown too where it says
+/// different things, or nothing before the first text: that readers take for something else.
 IptcCharacters charactersOf(const std::vector<IptcDataset>& datasets);
 
 /// A Photoshop image resource (Adobe Photoshop File Formats Specification, Image Resource Blocks).
@@ -47,6 +48,8 @@ struct PhotoshopResource {
 
   bool isIptc() const { return id == 0x0404; }
   bool isIptcDigest() const { return id == 0x0425; }
+  bool isXmp() const { return id == 0x0424; }
+  bool isExif() const { return id == 0x0422 || id == 0x0423; }
 };
 
 struct PhotoshopResources {

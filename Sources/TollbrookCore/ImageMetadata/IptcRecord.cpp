@@ -12,6 +12,7 @@
 #include "TollbrookCore/ImageMetadata/ByteSource.h"
 #include "TollbrookCore/ImageMetadata/IptcParts.h"
 #include "TollbrookCore/ImageMetadata/MetadataVerifier.h"
+#include "TollbrookCore/ImageMetadata/TargetTags.h"
 #include "TollbrookCore/Support/Text.h"
 
 namespace tollbrook::ImageMetadata {
@@ -94,7 +95,9 @@ std::string withCaptionInResources(std::string_view resources, std::string_view 
   PhotoshopResources parsed = PhotoshopResources::parse(resources);
   auto& list = parsed.list;
   const auto isIptc = [](const PhotoshopResource& one) { return one.isIptc(); };
-  if (std::none_of(list.begin(), list.end(), isIptc)) {
+  const auto count = static_cast<std::size_t>(std::count_if(list.begin(), list.end(), isIptc));
+  if (count > mostPlaces) throw Refused("there are too many IPTC resources");
+  if (count == 0) {
     list.push_back({.id = 0x0404, .name = std::string("8BIM\x04\x04\0\0", 8), .data = {}});
   }
   for (PhotoshopResource& resource : list) {
