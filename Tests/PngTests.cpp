@@ -173,6 +173,11 @@ TEST(Png, RefusesTextsThatWouldFillTheMemoryTogether) {
   expectRefused(withChunks(text + text + text));
 }
 
+TEST(Png, RefusesATextThatIsTooLongEvenWhereAnUnreadableOneStays) {
+  const std::string huge(std::size_t{9} << 20, '0');
+  expectRefused(withChunks(textChunk("zTXt", "Raw profile type iptc", huge, true)));
+}
+
 TEST(Png, PutsTheCaptionIntoNewXmp) {
   const std::string after = written(tinyPng(), captioned("line one\nline two & more"));
   EXPECT_THAT(typesOf(after), ElementsAre("IHDR", "eXIf", "iTXt", "IDAT", "IEND"));

@@ -35,6 +35,7 @@ std::optional<std::string> inflated(std::string_view bytes) {
   }
   const bool isWhole = status == Z_STREAM_END && stream.avail_in == 0;
   inflateEnd(&stream);
+  if (status == Z_OK) throw Refused("a text is too long");
   return isWhole ? std::optional(std::move(result)) : std::nullopt;
 }
 

@@ -24,7 +24,8 @@ struct Text {
 /// no text chunk.
 std::string_view textKeyword(std::string_view type, std::string_view start);
 
-/// The text chunk with this content; none when it cannot be read.
+/// The text chunk with this content; none when it cannot be read. Refused when it is longer than any sound
+/// one.
 std::optional<Text> parseText(std::string_view type, std::string_view content);
 
 /// Other metadata written in digits as the text of a chunk, as ImageMagick has introduced it: an empty line,
