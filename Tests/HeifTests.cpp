@@ -245,6 +245,25 @@ TEST(Heif, KeepsTheTrailerOfTheMakerAtTheEnd) {
   }
 }
 
+TEST(Heif, RefusesXmpBesideTheItemsThatWouldSaySomethingElse) {
+  const std::string uuid = "\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC";
+  const std::string packet =
+      "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+      "<rdf:Description xmlns:xmp='http://ns.adobe.com/xap/1.0/' xmp:CreateDate='1999'/></rdf:RDF>"
+      "</x:xmpmeta>";
+  HeifShape shape;
+  for (const bool isLast : {true, false}) {
+    std::string& place = isLast ? shape.trailer : shape.beforeMeta;
+    place = isoBox("uuid", uuid + packet);
+    expectRefused(shape);
+    for (const std::string& other :
+         {uuid + "no packet", std::string(16, 'u') + packet, std::string("short")}) {
+      place = isoBox("uuid", other);
+      EXPECT_NO_THROW(written(makeHeif(shape)));
+    }
+  }
+}
+
 TEST(Heif, KeepsAFilmBehindThePicture) {
   HeifShape shape = withExif();
   shape.trailer =

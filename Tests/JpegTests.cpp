@@ -16,6 +16,7 @@ using test::BlockEntry;
 using test::tinyJpeg;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using namespace std::string_literals;
 
 constexpr std::uint16_t make = 0x010F, pictureEntries = 0xB002;
 constexpr std::size_t endOfJfif = 20;
@@ -275,6 +276,54 @@ TEST(JpegPlan, JoinsResourcesThatGoOnInTheNextSegment) {
   EXPECT_EQ(joined, withCaptionInResources(resources, everything().caption));
 }
 
+std::string resourceOf(int id, const std::string& data) {
+  return "8BIM" + numberBytes(static_cast<std::uint64_t>(id), 2) + std::string(2, '\0') +
+         numberBytes(data.size(), 4) + data + std::string(data.size() % 2, '\0');
+}
+
+TEST(JpegPlan, RefusesMoreIptcThanAnySoundFileHas) {
+  std::string segments;
+  for (int i = 0; i < 16; ++i) segments += photoshopSegment(oldCaption);
+  EXPECT_EQ(refusalOf(jpegWith(segments)), "");
+  EXPECT_EQ(refusalOf(jpegWith(segments + photoshopSegment(oldCaption))),
+            "there are too many IPTC resources");
+}
+
+TEST(JpegPlan, RefusesAListOfResourcesThatWouldFillTheMemory) {
+  constexpr std::size_t most = mostPayload - photoshopHeader.size();
+  const auto inSegments = [&](std::size_t size) {
+    const std::string list = resourceOf(0x03ED, std::string(size - 12, 'x'));
+    std::string segments;
+    for (std::size_t at = 0; at < list.size(); at += most)
+      segments += photoshopSegment(list.substr(at, most));
+    return segments;
+  };
+  EXPECT_EQ(refusalOf(jpegWith(inSegments(mostMetadata))), "");
+  EXPECT_EQ(refusalOf(jpegWith(inSegments(mostMetadata + 2))), "the Photoshop resources are too large");
+}
+
+TEST(JpegPlan, RefusesResourcesThatWouldSaySomethingElse) {
+  const std::string date =
+      "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+      "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description "
+      "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:CreateDate=\"1999\"/></rdf:RDF></x:xmpmeta>";
+  Block dated;
+  dated.first = {BlockEntry::text(TiffTag::dateTime, "1999:01:01 01:01:01")};
+  for (const auto& [resource, refusal] :
+       {std::pair{resourceOf(0x0424, date), "XMP among the Photoshop resources would say something else"},
+        {resourceOf(0x0422, dated.bytes()), "EXIF among the Photoshop resources would say something else"},
+        {resourceOf(0x0424, "no packet"), ""},
+        {resourceOf(0x0422, cameraBlock()), ""}}) {
+    const std::string list = otherResource + resource;
+    const std::string pieces = photoshopSegment(list.substr(0, 20)) + photoshopSegment(list.substr(20));
+    for (const std::string& segments : {photoshopSegment(list), pieces}) {
+      for (const TargetTags& target : {everything(), test::dates()}) {
+        EXPECT_EQ(test::refusalOf([&] { written(jpegWith(segments), target); }), refusal);
+      }
+    }
+  }
+}
+
 TEST(JpegPlan, BringsXmpIntoLine) {
   const std::string packet =
       "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
@@ -325,6 +374,34 @@ TEST(JpegPlan, KeepsExtendedXmpThatSaysNothingElse) {
     EXPECT_THAT(file, HasSubstr(segments));
     EXPECT_TRUE(staysAsItIs(file));
   }
+}
+
+TEST(JpegPlan, RefusesAPartOfExtendedXmpThatIsThereTwice) {
+  const std::string packet = extendedPacket("xmp:CreateDate=\"1999\"");
+  const std::string whole = extendedSegment(packet, packet.size(), 0);
+  EXPECT_EQ(refusalOf(jpegWith(extendedSegment("zz", packet.size(), 0) + whole)),
+            "a part of the extended XMP is there twice");
+}
+
+TEST(JpegPlan, RefusesMetadataBehindAHeaderThatOnlySomeReadersKnow) {
+  for (const std::string& header : {"EXIF\0\0"s, "xxExif\0\0"s}) {
+    EXPECT_EQ(refusalOf(jpegWith(segmentBytes(app1, header + cameraBlock()))),
+              "there is EXIF behind an unknown header");
+    EXPECT_EQ(refusalOf(jpegWith(segmentBytes(app1, header + "no block"))), "");
+  }
+  for (const std::string& header : {"XMP\0"s, "http://ns.adobe.com/xap/1.0/"s}) {
+    EXPECT_EQ(refusalOf(jpegWith(segmentBytes(app1, header + extendedPacket("")))),
+              "there is XMP behind an unknown header");
+    EXPECT_EQ(refusalOf(jpegWith(segmentBytes(app1, header + "no packet"))), "");
+  }
+}
+
+TEST(JpegPlan, RefusesMoreXmpThanAnySoundFileHas) {
+  std::string segments;
+  for (int i = 0; i < 16; ++i) segments += xmpSegment(extendedPacket(""));
+  EXPECT_EQ(refusalOf(jpegWith(segments)), "");
+  EXPECT_EQ(refusalOf(jpegWith(segments + xmpSegment(extendedPacket("")))),
+            "there are too many XMP segments");
 }
 
 TEST(JpegPlan, RefusesATrailerWithAbsolutePlaces) {

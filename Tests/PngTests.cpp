@@ -178,6 +178,25 @@ TEST(Png, RefusesATextThatIsTooLongEvenWhereAnUnreadableOneStays) {
   expectRefused(withChunks(textChunk("zTXt", "Raw profile type iptc", huge, true)));
 }
 
+TEST(Png, RefusesMoreTextsOfMetadataThanAnySoundFileHas) {
+  for (const std::string& text : {textChunk("zTXt", "Raw profile type iptc", "unreadable", true),
+                                  textChunk("iTXt", xmpKeyword, packet)}) {
+    std::string texts;
+    for (int i = 0; i < 16; ++i) texts += text;
+    EXPECT_NO_THROW(written(withChunks(texts)));
+    expectRefused(withChunks(texts + text));
+  }
+}
+
+TEST(Png, RefusesAProfileOfResourcesWithXmpThatWouldSaySomethingElse) {
+  const auto resourcesWith = [](const std::string& xmp) {
+    return std::string("8BIM\4\x24\0\0", 8) + numberBytes(xmp.size(), 4) + xmp +
+           std::string(xmp.size() % 2, '\0');
+  };
+  expectRefused(withChunks(profileChunk("zTXt", "8bim", resourcesWith(packet))));
+  EXPECT_NO_THROW(written(withChunks(profileChunk("zTXt", "8bim", resourcesWith("no packet")))));
+}
+
 TEST(Png, PutsTheCaptionIntoNewXmp) {
   const std::string after = written(tinyPng(), captioned("line one\nline two & more"));
   EXPECT_THAT(typesOf(after), ElementsAre("IHDR", "eXIf", "iTXt", "IDAT", "IEND"));

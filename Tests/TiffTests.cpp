@@ -122,6 +122,21 @@ TEST(TiffPlan, RenewsTheDigestOfARecordThatStandsByItself) {
   EXPECT_EQ(firstValue(file, TiffTag::photoshop), withDigestOf(withIptcCaption({}, "a caption"), resources));
 }
 
+TEST(TiffPlan, RefusesPhotoshopResourcesThatWouldSaySomethingElse) {
+  Block dated;
+  dated.first = {BlockEntry::text(TiffTag::dateTime, "1999:01:01 01:01:01")};
+  for (const auto& [exif, refusal] :
+       {std::pair{dated.bytes(), "EXIF among the Photoshop resources would say something else"},
+        {plainBlock().bytes(), ""}}) {
+    Block block = plainBlock();
+    block.first.push_back(
+        BlockEntry::ofBytes(TiffTag::photoshop, TiffType::undefined,
+                            std::string("8BIM\4\x22\0\0", 8) + numberBytes(exif.size(), 4) + exif));
+    EXPECT_EQ(refusalOf(fileOf(block)), refusal);
+    EXPECT_EQ(test::refusalOf([&] { written(fileOf(block), test::dates()); }), refusal);
+  }
+}
+
 TEST(TiffPlan, BringsXmpIntoLine) {
   Block block = plainBlock();
   const std::string packet =

@@ -12,6 +12,7 @@ bool recognizes(std::string_view start) { return start.size() >= 8 && start.subs
 
 OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   const File old = File::read(file);
+  requireNoOldXmp(file, old.boxes, target);
   Meta meta = old.meta;
   const std::set<ItemId> removed = itemsOfOtherImages(meta);
   const bool hasOthers = !removed.empty() || old.hasMovie();

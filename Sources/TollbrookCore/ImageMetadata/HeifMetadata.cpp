@@ -150,6 +150,22 @@ void updateXmp(const ByteSource& file, Meta& meta, const std::set<ItemId>& leavi
 
 }  // namespace
 
+void requireNoOldXmp(const ByteSource& file, const std::vector<FileBox>& boxes, const TargetTags& target) {
+  // As ISO 16684-3 has it.
+  constexpr std::string_view xmpBox{"\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC"};
+  std::uint64_t left = mostMetadata;
+  for (const FileBox& box : boxes) {
+    if (box.type != "uuid" || box.contentSize() < xmpBox.size()) continue;
+    if (file.read(box.contentOffset(), xmpBox.size()) != xmpBox) continue;
+    if (box.contentSize() > left) throw Refused("the XMP is too large");
+    left -= box.contentSize();
+    const std::string content = file.read(box.contentOffset(), box.contentSize());
+    if (updatedXmp(std::string_view(content).substr(xmpBox.size()), target)) {
+      throw Refused("XMP beside the items would say something else");
+    }
+  }
+}
+
 std::vector<Payload> updateMetadata(const ByteSource& file, Meta& meta, const std::set<ItemId>& leaving,
                                     const TargetTags& target) {
   std::vector<Payload> payloads;

@@ -12,6 +12,7 @@
 #include "TollbrookCore/ImageMetadata/JpegSegments.h"
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 #include "TollbrookCore/ImageMetadata/MultiPicture.h"
+#include "TollbrookCore/ImageMetadata/PhotoshopTags.h"
 #include "TollbrookCore/ImageMetadata/TiffMetadata.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 
@@ -40,6 +41,11 @@ Resolution resolutionOf(const Layout& layout) {
   return {.x = 72, .y = 72, .unit = 2};
 }
 
+bool holdsTiffHeader(std::string_view start) {
+  return start.find(std::string_view("II*\0", 4)) != start.npos ||
+         start.find(std::string_view("MM\0*", 4)) != start.npos;
+}
+
 std::vector<std::size_t> segmentsIn(const Layout& layout, std::uint8_t marker, std::string_view header) {
   std::vector<std::size_t> found;
   for (std::size_t i = 0; i < layout.segments.size(); ++i) {
@@ -57,12 +63,14 @@ class Editor {
   const Layout& layout() const { return layout_; }
 
  private:
+  void requireKnownHeaders() const;
   void editExif();
   void requireMandatoryTags(TiffEdits& edits) const;
   void editXmp();
-  void editCaption();
-  void editResourcesOf(std::size_t segment);
-  void editJoinedResources(const std::vector<std::size_t>& segments);
+  void editResources();
+  void addResources();
+  void editEachList(const std::vector<std::size_t>& segments);
+  void editJoinedList(const std::vector<std::size_t>& segments);
   void followMultiPicture();
   /// Visits what stands before the first scan afterwards: new segments and old ones, in order.
   template <typename VisitNew, typename VisitOld>
@@ -97,9 +105,10 @@ Editor::Editor(const ByteSource& file, const TargetTags& target)
     : file_(file), target_(target), layout_(readLayout(file)) {}
 
 OutputPlan Editor::plan() {
+  requireKnownHeaders();
   editExif();
   editXmp();
-  if (!target_.caption.empty()) editCaption();
+  editResources();
   followMultiPicture();
   OutputPlan plan(file_);
   plan.copy(0, startOfImageSize);
@@ -131,6 +140,18 @@ std::size_t Editor::placeOfExif() const {
   std::size_t place = 0;
   while (place < layout_.segments.size() && layout_.segments[place].marker == app0) ++place;
   return place;
+}
+
+// Some readers find EXIF and XMP behind any header.
+void Editor::requireKnownHeaders() const {
+  for (std::size_t i = 0; i < layout_.segments.size(); ++i) {
+    const Segment& segment = layout_.segments[i];
+    const bool isKnown =
+        segment.is(app1, exifHeader) || segment.is(app1, xmpHeader) || segment.is(app1, extendedXmpHeader);
+    if (segment.marker != app1 || isKnown) continue;
+    if (holdsTiffHeader(segment.start)) throw Refused("there is EXIF behind an unknown header");
+    if (holdsXmp(payload(i))) throw Refused("there is XMP behind an unknown header");
+  }
 }
 
 void Editor::editExif() {
@@ -167,7 +188,9 @@ void Editor::requireMandatoryTags(TiffEdits& edits) const {
 }
 
 void Editor::editXmp() {
-  for (const std::size_t segment : segmentsOf(app1, xmpHeader)) {
+  const auto segments = segmentsOf(app1, xmpHeader);
+  if (segments.size() > mostPlaces) throw Refused("there are too many XMP segments");
+  for (const std::size_t segment : segments) {
     const auto packet = updatedXmp(payload(segment).substr(xmpHeader.size()), target_);
     if (packet) setPayload(segment, std::string(xmpHeader) + *packet);
   }
@@ -176,34 +199,48 @@ void Editor::editXmp() {
   }
 }
 
-void Editor::editCaption() {
+void Editor::editResources() {
   const auto segments = segmentsOf(app13, photoshopHeader);
-  if (segments.empty()) {
-    const std::string payload = std::string(photoshopHeader) + withCaptionInResources({}, target_.caption);
-    const auto exif = segmentsOf(app1, exifHeader);
-    inserted_[exif.empty() ? placeOfExif() : exif.front() + 1] += segmentBytes(app13, payload);
-    return;
-  }
+  if (segments.empty()) return addResources();
   // Programs write several segments either as pieces of one list of resources or as a list each.
-  if (!std::all_of(segments.begin(), segments.end(),
-                   [&](std::size_t segment) { return areResources(resourcesIn(segment)); })) {
-    return editJoinedResources(segments);
+  const bool areLists = std::all_of(segments.begin(), segments.end(),
+                                    [&](std::size_t segment) { return areResources(resourcesIn(segment)); });
+  if (areLists) {
+    editEachList(segments);
+  } else {
+    editJoinedList(segments);
   }
+}
+
+void Editor::addResources() {
+  if (target_.caption.empty()) return;
+  const std::string payload = std::string(photoshopHeader) + withCaptionInResources({}, target_.caption);
+  const auto exif = segmentsOf(app1, exifHeader);
+  inserted_[exif.empty() ? placeOfExif() : exif.front() + 1] += segmentBytes(app13, payload);
+}
+
+void Editor::editEachList(const std::vector<std::size_t>& segments) {
+  for (const std::size_t segment : segments) requireNothingOld(resourcesIn(segment), target_);
+  if (target_.caption.empty()) return;
   std::vector<std::size_t> withIptc;
   std::copy_if(segments.begin(), segments.end(), std::back_inserter(withIptc),
                [&](std::size_t segment) { return haveIptcResource(resourcesIn(segment)); });
+  if (withIptc.size() > mostPlaces) throw Refused("there are too many IPTC resources");
   if (withIptc.empty()) withIptc.push_back(segments.front());
-  for (const std::size_t segment : withIptc) editResourcesOf(segment);
+  for (const std::size_t segment : withIptc) {
+    setPayload(segment,
+               std::string(photoshopHeader) + withCaptionInResources(resourcesIn(segment), target_.caption));
+  }
 }
 
-void Editor::editResourcesOf(std::size_t segment) {
-  setPayload(segment,
-             std::string(photoshopHeader) + withCaptionInResources(resourcesIn(segment), target_.caption));
-}
-
-void Editor::editJoinedResources(const std::vector<std::size_t>& segments) {
+void Editor::editJoinedList(const std::vector<std::size_t>& segments) {
   std::string joined;
-  for (const std::size_t segment : segments) joined += resourcesIn(segment);
+  for (const std::size_t segment : segments) {
+    joined += resourcesIn(segment);
+    if (joined.size() > mostMetadata) throw Refused("the Photoshop resources are too large");
+  }
+  requireNothingOld(joined, target_);
+  if (target_.caption.empty()) return;
   const std::string resources = withCaptionInResources(joined, target_.caption);
   if (resources == joined) return;
   const std::size_t most = mostPayload - photoshopHeader.size();

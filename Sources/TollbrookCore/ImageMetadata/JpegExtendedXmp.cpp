@@ -39,7 +39,9 @@ std::vector<std::string> extendedXmp(const ByteSource& file, const Layout& layou
     if (part.size() < dataAt) continue;
     Extension& extension = extensions[part.substr(0, digestSize)];
     extension.length = numberAt(part, lengthAt, 4);
-    extension.parts.emplace(numberAt(part, placeAt, 4), part.substr(dataAt));
+    const bool isNew = extension.parts.emplace(numberAt(part, placeAt, 4), part.substr(dataAt)).second;
+    // Which one counts is up to the reader.
+    if (!isNew) throw Refused("a part of the extended XMP is there twice");
   }
   std::vector<std::string> result;
   for (const auto& [digest, extension] : extensions) {

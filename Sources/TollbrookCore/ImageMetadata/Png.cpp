@@ -9,6 +9,7 @@
 #include "TollbrookCore/ImageMetadata/ExifEdits.h"
 #include "TollbrookCore/ImageMetadata/IptcParts.h"
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/PhotoshopTags.h"
 #include "TollbrookCore/ImageMetadata/PngChunks.h"
 #include "TollbrookCore/ImageMetadata/PngText.h"
 #include "TollbrookCore/ImageMetadata/TiffMetadata.h"
@@ -62,6 +63,7 @@ class Editor {
 
   // Chunks of a few bytes could each claim megabytes.
   std::optional<Text> textOf(const Chunk& chunk) {
+    if (++textsRead_ > mostPlaces) throw Refused("there is too much metadata");
     auto text = parseText(chunk.type, contentOf(file_, chunk));
     if (text) textSize_ += text->text.size();
     if (textSize_ > mostMetadata) throw Refused("there is too much metadata");
@@ -104,6 +106,7 @@ class Editor {
 
   // The caption where there is one; the standard has no place for IPTC, so that none is to be added.
   std::string updatedIptc(const std::string& profile) const {
+    if (profile.starts_with("8BIM")) requireNothingOld(profile, target_);
     if (target_.caption.empty()) return profile;
     if (profile.starts_with(datasetMarker) && haveIptcCaption(profile)) {
       return withIptcCaption(profile, target_.caption);
@@ -191,6 +194,7 @@ class Editor {
   std::vector<Chunk> chunks_;
   bool hasExif_ = false;
   bool hasXmp_ = false;
+  std::size_t textsRead_ = 0;                   ///< those of metadata
   std::size_t textSize_ = 0;                    ///< of the metadata in text chunks that was read
   std::map<std::size_t, std::string> changed_;  ///< new chunks for old ones; empty for one that goes
   std::vector<std::string> inserted_;           ///< new chunks in front of the image data

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "TollbrookCore/ImageMetadata/IptcRecord.h"
+#include "TollbrookCore/ImageMetadata/PhotoshopTags.h"
 #include "TollbrookCore/ImageMetadata/XmpPacket.h"
 #include "TollbrookCore/MetadataValues.h"
 
@@ -161,6 +162,9 @@ OutputPlan patchMetadata(const TiffReader& block, const TargetTags& target, Tiff
     addCaption(block, target.caption, missing, edits);
   }
   addXmp(block, target, edits);
+  if (const TiffEntry* const photoshop = block.first().find(TiffTag::photoshop)) {
+    requireNothingOld(block.value(*photoshop, mostMetadata), target);
+  }
   OutputPlan plan = patchTiff(block.block(), edits);
   OtherDirectories(TiffReader(plan), target).requireNothingElse();
   return plan;

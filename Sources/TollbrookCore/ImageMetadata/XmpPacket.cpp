@@ -217,6 +217,8 @@ std::optional<std::string> updatedXmpWithCaption(std::string_view packet, const 
   return updated(packet, target, true);
 }
 
+bool holdsXmp(std::string_view bytes) { return hasOutermostElement(bytes); }
+
 std::string newXmp(std::string_view caption) {
   const std::string empty = fmt::format(
       "<?xpacket begin=\"\xEF\xBB\xBF\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"

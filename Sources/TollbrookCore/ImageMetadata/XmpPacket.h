@@ -21,6 +21,9 @@ std::optional<std::string> updatedXmp(std::string_view packet, const TargetTags&
 /// The same, and the caption is put in as dc:description when the packet has none.
 std::optional<std::string> updatedXmpWithCaption(std::string_view packet, const TargetTags& target);
 
+/// Whether a packet begins somewhere in these bytes; one in UTF-16 or UTF-32 is not seen.
+bool holdsXmp(std::string_view bytes);
+
 /// A new packet that holds the caption as dc:description, for containers without a place for IPTC.
 std::string newXmp(std::string_view caption);
 

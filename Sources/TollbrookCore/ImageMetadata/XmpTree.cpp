@@ -34,11 +34,6 @@ std::size_t startTag(std::string_view packet, std::string_view name) {
   return at;
 }
 
-bool hasOutermost(std::string_view text) {
-  return std::any_of(std::begin(outermost), std::end(outermost),
-                     [&](std::string_view name) { return startTag(text, name) != std::string_view::npos; });
-}
-
 /// The range of the outermost element in the packet, between its processing instructions.
 std::string_view elementIn(std::string_view packet) {
   for (const auto name : outermost) {
@@ -58,7 +53,7 @@ void requireUtf8(std::string_view packet) {
   if (packet.find('\0') == std::string_view::npos) return;
   std::string letters(packet);
   std::erase(letters, '\0');
-  if (hasOutermost(letters)) throw Refused("the XMP is not in UTF-8");
+  if (hasOutermostElement(letters)) throw Refused("the XMP is not in UTF-8");
 }
 
 // Of several packets in one, readers may show any.
@@ -135,7 +130,7 @@ std::optional<XmpTree> XmpTree::parse(std::string_view packet) {
   const auto start = static_cast<std::size_t>(element.data() - packet.data());
   tree.before_ = packet.substr(0, start);
   tree.behind_ = packet.substr(start + element.size());
-  if (hasOutermost(tree.before_) || hasOutermost(tree.behind_)) {
+  if (hasOutermostElement(tree.before_) || hasOutermostElement(tree.behind_)) {
     throw Refused("there are several XMP packets in one");
   }
   return tree;
@@ -156,7 +151,10 @@ std::string XmpTree::packet() const {
   return text.append(behind_);
 }
 
-bool holdsXmp(std::string_view bytes) { return hasOutermost(bytes); }
+bool hasOutermostElement(std::string_view bytes) {
+  return std::any_of(std::begin(outermost), std::end(outermost),
+                     [&](std::string_view name) { return startTag(bytes, name) != std::string_view::npos; });
+}
 
 std::string_view namespaceOf(pugi::xml_node element) {
   return declared(declarationOf(prefixOf(element.name())), element);

@@ -28,8 +28,8 @@ class XmpTree {
   std::string_view before_, behind_;  ///< of the packet, which stays there longer
 };
 
-/// Whether a packet in UTF-8 begins somewhere in these bytes.
-bool holdsXmp(std::string_view bytes);
+/// Whether an element that packets are made of begins somewhere in these bytes.
+bool hasOutermostElement(std::string_view bytes);
 
 /// The namespace of a name; empty when it has none, or nothing says which.
 std::string_view namespaceOf(pugi::xml_node element);
