@@ -20,8 +20,8 @@ struct Payload {
   bool isChanged() const { return before != bytes; }
 };
 
-/// Refused when a box beside the items holds XMP that says something else of a target tag: readers would go on
-/// showing it.
+/// Refused when a box beside the items holds XMP that says something else of a target tag: readers would go
+/// on showing it.
 void requireNoOldXmp(const ByteSource& file, const std::vector<FileBox>& boxes, const TargetTags& target);
 
 /// The payloads with the target tags, unchanged ones included. Items that are missing are put into the tables
