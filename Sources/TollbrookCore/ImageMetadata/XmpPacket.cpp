@@ -159,9 +159,10 @@ void requireFewPlaces(const std::vector<pugi::xml_node>& descriptions,
 /// Whether readers may take a namespace for this one, though it is spelled otherwise: without the slash at
 /// its end, with another version, or not declared at all.
 bool isLike(std::string_view space, std::string_view wanted) {
-  constexpr std::string_view version = "/.0123456789";
-  const auto stem = [](std::string_view name) { return name.substr(0, name.find_last_not_of(version) + 1); };
-  return space != wanted && (space.empty() || stem(space) == stem(wanted));
+  const auto withoutVersion = [](std::string_view name) {
+    return name.substr(0, name.find_last_not_of("/.0123456789") + 1);  // npos + 1 is 0
+  };
+  return space != wanted && (space.empty() || withoutVersion(space) == withoutVersion(wanted));
 }
 
 void requireClearNames(pugi::xml_node description, const XmpProperty& property) {
