@@ -15,6 +15,9 @@ constexpr int padding = Style::focusRoom;
 }  // namespace
 
 Toggle::Toggle(const QString& text, QWidget* parent) : QCheckBox(text, parent) {
+  // A "&" in the text is a word of it, and no mark before the letter of a shortcut.
+  setShortcut({});
+  setAccessibleName(text);
   QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
   policy.setHeightForWidth(true);
   setSizePolicy(policy);

@@ -86,6 +86,19 @@ TEST_F(AccessibilityTest, NamesEveryControl) {
   EXPECT_GE(controls, 18);
 }
 
+TEST_F(AccessibilityTest, TakesEveryTextOfAButtonAsItStands) {
+  addPair("a.jpg");
+  scanRoot();
+  int texts = 0;
+  for (QAbstractButton* button : window_->findChildren<QAbstractButton*>()) {
+    EXPECT_TRUE(button->shortcut().isEmpty()) << button->objectName().toStdString();
+    if (button->text().isEmpty() || button->objectName().startsWith("qt_"_s)) continue;
+    ++texts;
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(button)->text(QAccessible::Name), button->text());
+  }
+  EXPECT_GE(texts, 16);
+}
+
 TEST_F(AccessibilityTest, GoesThroughTheWelcomeByTab) {
   EXPECT_THAT(tabOrder(), ElementsAre("folderCard"_s, "recursive"_s, "writeFileDates"_s, "writeEmbedded"_s,
                                       "writeCaptions"_s, "skipIfDatesMatch"_s, "deleteSidecars"_s,
