@@ -6,6 +6,7 @@
 #include <QStyleOption>
 #include <QToolButton>
 #include <algorithm>
+#include <cmath>
 
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/Icons.h"
@@ -58,6 +59,13 @@ void drawFocusRing(QPainter* painter, const QRectF& rect, double radius) {
 /// Whether the focus shows: once the keyboard has been used to move it.
 bool showsFocus(const QStyleOption& option) {
   return has(option, QStyle::State_HasFocus) && has(option, QStyle::State_KeyboardFocusChange);
+}
+
+/// What Fusion adds to the width of a menu's row for its check marks and icons is less than it takes off
+/// again where the row is high: then it is this share of the height.
+int missingCheckColumn(const QStyleOptionMenuItem& item, int height) {
+  constexpr double share = 0.79;
+  return std::max(0, static_cast<int>(std::ceil(height * share)) - item.maxIconWidth);
 }
 
 bool isProminent(const QStyleOptionButton& button) {
@@ -331,6 +339,11 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
       return size + QSize(16 + iconGap, 10);
     case CT_HeaderSection:
       return QProxyStyle::sizeFromContents(type, option, size, widget) + QSize(8, 4);
+    case CT_MenuItem: {
+      const QSize row = QProxyStyle::sizeFromContents(type, option, size, widget);
+      const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+      return item == nullptr ? row : row + QSize(missingCheckColumn(*item, row.height()), 0);
+    }
     default:
       return QProxyStyle::sizeFromContents(type, option, size, widget);
   }

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
+#include <QApplication>
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
+#include <QPaintEngine>
 #include <QScrollArea>
 #include <QTableView>
 #include <QTest>
@@ -194,6 +198,84 @@ TEST(LargeFontTest, ReachesAWindowThatIsOpen) {
   QTest::qWait(1);
   EXPECT_NEAR(window.height("folderHint"), 2 * before, 2);
   EXPECT_TRUE(test::waitUntil([&] { return window.statusHeight() > statusBefore; }));
+}
+
+// Notes the texts that are drawn on it, cut as they are.
+class NotedTexts : public QPaintDevice, private QPaintEngine {
+ public:
+  static QString of(QWidget& widget) {
+    NotedTexts noted(widget);
+    widget.render(&noted);
+    return noted.texts_;
+  }
+
+ private:
+  explicit NotedTexts(const QWidget& widget) : widget_(widget) {}
+
+  QPaintEngine* paintEngine() const override { return const_cast<NotedTexts*>(this); }
+  int metric(PaintDeviceMetric metric) const override {
+    switch (metric) {
+      case PdmWidth:
+        return widget_.width();
+      case PdmHeight:
+        return widget_.height();
+      case PdmDevicePixelRatio:
+        return 1;
+      case PdmDevicePixelRatioScaled:
+        return static_cast<int>(devicePixelRatioFScale());
+      default:
+        return widget_.logicalDpiX();
+    }
+  }
+
+  Type type() const override { return User; }
+  bool begin(QPaintDevice*) override { return true; }
+  bool end() override { return true; }
+  void updateState(const QPaintEngineState&) override {}
+  void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+  void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
+  // A letter that is underlined comes by itself.
+  void drawTextItem(const QPointF&, const QTextItem& item) override { texts_ += item.text(); }
+
+  const QWidget& widget_;
+  QString texts_;
+};
+
+class LargeMenuTest : public test::WindowTest, public testing::WithParamInterface<double> {
+ protected:
+  static void expectWhole(QMenu& menu) {
+    const QString drawn = NotedTexts::of(menu);
+    for (const QAction* action : menu.actions()) {
+      EXPECT_TRUE(drawn.contains(action->text().remove(u'&'))) << drawn.toStdString();
+      EXPECT_TRUE(drawn.contains(action->shortcut().toString(QKeySequence::NativeText)));
+    }
+  }
+
+  // The menu that is asked for there.
+  QMenu* contextMenu(QWidget* place, const char* name) {
+    const QPoint point(5, 5);
+    QContextMenuEvent asked(QContextMenuEvent::Mouse, point, place->mapToGlobal(point));
+    QApplication::sendEvent(place, &asked);
+    return find<QMenu>(name);
+  }
+
+ private:
+  const test::LargerFont font_{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Fonts, LargeMenuTest, testing::Values(1, 2, 3));
+
+TEST_P(LargeMenuTest, ClipsNothingInItsMenus) {
+  addPair("a.jpg");
+  scanRoot();
+  for (const char* name : {"fileMenu", "fixMenu"}) {
+    find<QMenu>(name)->popup({});
+    expectWhole(*find<QMenu>(name));
+    find<QMenu>(name)->close();
+  }
+  table()->selectRow(0);
+  expectWhole(*contextMenu(table()->viewport(), "pairMenu"));
+  expectWhole(*contextMenu(find<ElidedLabel>("currentFile"), "copyMenu"));
 }
 
 }  // namespace
