@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace tollbrook {
 namespace {
@@ -96,14 +97,21 @@ void GlyphText::append(QStringView part, double& x) const {
   }
 }
 
-void GlyphText::draw(QPainter& painter, const QPoint& place, const QString& text, int width,
+void GlyphText::draw(QPainter& painter, const QRect& room, Qt::LayoutDirection direction, const QString& text,
                      Qt::TextElideMode mode) const {
-  const QPoint baseline = place + QPoint(0, metrics_.ascent());
+  const auto baseline = [&](double length) {
+    const int left =
+        direction == Qt::RightToLeft ? room.right() + 1 - static_cast<int>(std::ceil(length)) : room.left();
+    return QPoint(left, room.top() + metrics_.ascent());
+  };
   if (!isPlain(text)) {
+    const QString shown = metrics_.elidedText(text, mode, room.width());
     painter.setFont(font_);
-    return painter.drawText(baseline, metrics_.elidedText(text, mode, width));
+    // The painter of a widget takes the widget's direction, which would turn the parts of a date round.
+    painter.setLayoutDirection(Qt::LayoutDirectionAuto);
+    return painter.drawText(baseline(metrics_.horizontalAdvance(shown)), shown);
   }
-  const Ends ends = fitting(text, width, mode);
+  const Ends ends = fitting(text, room.width(), mode);
   indexes_.clear();
   positions_.clear();
   double x = 0;
@@ -113,7 +121,7 @@ void GlyphText::draw(QPainter& painter, const QPoint& place, const QString& text
     append(QStringView(text).last(ends.right), x);
   }
   run_.setRawData(indexes_.data(), positions_.data(), static_cast<int>(indexes_.size()));
-  painter.drawGlyphRun(baseline, run_);
+  painter.drawGlyphRun(baseline(x), run_);
 }
 
 }  // namespace tollbrook

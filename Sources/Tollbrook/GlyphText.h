@@ -24,8 +24,9 @@ class GlyphText {
   /// What is drawn of `text` in so many pixels.
   QString cut(const QString& text, int width, Qt::TextElideMode mode) const;
 
-  /// Draws that in the painter's pen, with its left upper corner at `place`.
-  void draw(QPainter& painter, const QPoint& place, const QString& text, int width,
+  /// Draws that in the painter's pen at the top of `room`, at the side where a line of this direction begins.
+  /// The text itself runs as its first letter does, wherever it stands.
+  void draw(QPainter& painter, const QRect& room, Qt::LayoutDirection direction, const QString& text,
             Qt::TextElideMode mode) const;
 
  private:

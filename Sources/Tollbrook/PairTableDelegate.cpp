@@ -23,7 +23,7 @@ int iconSide() { return Typography::scaled(iconPoints); }
 
 int halfwayDown(const QRect& cell, int height) { return cell.top() + (cell.height() - height) / 2; }
 
-/// Where a cell's text begins, from the cell's left.
+/// Where a cell's text begins, from the cell's left; from its right, where lines begin there.
 int textLeft(int column) {
   return column == PairTableModel::file ? cellPadding + iconSide() + cellPadding : cellPadding;
 }
@@ -89,23 +89,26 @@ void PairTableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
   paintGround(*painter, option, index);
   const PairTableModel::Row& row = model_.row(index.row());
   const QRect& cell = option.rect;
+  const auto placed = [&](const QRect& part) { return QStyle::visualRect(option.direction, cell, part); };
   if (index.column() == PairTableModel::status) {
     const StatusPill& pill = pills_[static_cast<std::size_t>(row.status)];
-    return pill.paint(*painter, cell.adjusted(cellPadding, 0, -cellPadding, 0));
+    const QPoint corner(cell.left() + cellPadding, halfwayDown(cell, pill.size().height()));
+    return pill.paint(*painter, placed(QRect(corner, pill.size())).topLeft());
   }
 
   const bool selected = option.state.testFlag(QStyle::State_Selected);
   if (index.column() == PairTableModel::file) {
     const int side = iconSide();
-    painter->drawPixmap(QRect(cell.left() + cellPadding, halfwayDown(cell, side), side, side),
+    painter->drawPixmap(placed(QRect(cell.left() + cellPadding, halfwayDown(cell, side), side, side)),
                         icon(row.isVideo, selected));
   }
   const QString& text = textOf(row, index.column());
   const bool absent = &text == &noDate_ || &text == &noSidecar_;
   painter->setPen(selected ? selectedPen_ : absent ? absentPen_ : textPen_);
-  const QPoint place(cell.left() + textLeft(index.column()),
-                     halfwayDown(cell, table_.fontMetrics().height()));
-  glyphs_.draw(*painter, place, text, textWidth(index.column()), cutOf(index.column()));
+  const int height = table_.fontMetrics().height();
+  const QRect line(cell.left() + textLeft(index.column()), halfwayDown(cell, height),
+                   textWidth(index.column()), height);
+  glyphs_.draw(*painter, placed(line), option.direction, text, cutOf(index.column()));
 }
 
 const QString& PairTableDelegate::textOf(const PairTableModel::Row& row, int column) const {

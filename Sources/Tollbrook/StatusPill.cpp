@@ -38,10 +38,10 @@ QString StatusPill::label(PairStatus status) {
   return {};
 }
 
-void StatusPill::paint(QPainter& painter, const QRect& cell) const {
+void StatusPill::paint(QPainter& painter, const QPoint& corner) const {
   const double pixelRatio = painter.device()->devicePixelRatio();
   if (picture_.isNull() || picture_.devicePixelRatio() != pixelRatio) picture_ = drawn(pixelRatio);
-  painter.drawPixmap(cell.left(), cell.top() + (cell.height() - size_.height()) / 2, picture_);
+  painter.drawPixmap(corner, picture_);
 }
 
 QPixmap StatusPill::drawn(double pixelRatio) const {

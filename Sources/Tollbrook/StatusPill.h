@@ -10,7 +10,7 @@
 #include "TollbrookCore/Models.h"
 
 class QPainter;
-class QRect;
+class QPoint;
 
 namespace tollbrook {
 
@@ -28,8 +28,8 @@ class StatusPill {
 
   const QSize& size() const { return size_; }
 
-  /// Paints the pill at the left of `cell`, halfway down.
-  void paint(QPainter& painter, const QRect& cell) const;
+  /// Paints the pill with its left upper corner there.
+  void paint(QPainter& painter, const QPoint& corner) const;
 
  private:
   QPixmap drawn(double pixelRatio) const;

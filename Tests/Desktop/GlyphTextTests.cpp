@@ -4,9 +4,11 @@
 #include <QFontMetrics>
 #include <QImage>
 #include <QPainter>
+#include <QTextLayout>
 
 #include "Desktop/Support/AppTest.h"
 #include "Tollbrook/GlyphText.h"
+#include "Tollbrook/TakenDateFormat.h"
 
 namespace tollbrook {
 namespace {
@@ -21,15 +23,30 @@ class GlyphTextTest : public testing::Test {
     QPainter painter(&image);
     painter.setPen(Qt::black);
     painter.setFont(QApplication::font());
+    // As on a widget.
+    painter.setLayoutDirection(Qt::LeftToRight);
     draw(painter);
     return image;
   }
   QImage drawn(const QString& text, int width = 400) const {
-    return page(
-        [&](QPainter& painter) { glyphs_.draw(painter, QPoint(10, 10), text, width, Qt::ElideMiddle); });
+    return page([&](QPainter& painter) {
+      glyphs_.draw(painter, room(width), Qt::LeftToRight, text, Qt::ElideMiddle);
+    });
   }
+  static QRect room(int width) { return {10, 10, width, 30}; }
   QImage drawnByQt(const QString& text) const {
-    return page([&](QPainter& painter) { painter.drawText(10, 10 + metrics_.ascent(), text); });
+    return laidOut(text, text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight, Qt::AlignLeft);
+  }
+  // As a whole paragraph of this direction.
+  QImage laidOut(const QString& text, Qt::LayoutDirection direction, Qt::Alignment side) const {
+    QTextOption option(side | Qt::AlignAbsolute);
+    option.setTextDirection(direction);
+    QTextLayout layout(text, QApplication::font());
+    layout.setTextOption(option);
+    layout.beginLayout();
+    layout.createLine().setLineWidth(room(400).width());
+    layout.endLayout();
+    return page([&](QPainter& painter) { layout.draw(&painter, room(400).topLeft()); });
   }
 
   const QFontMetrics metrics_{QApplication::font()};
@@ -47,6 +64,30 @@ TEST_F(GlyphTextTest, LooksAsQtDrawsIt) {
 TEST_F(GlyphTextTest, LeavesToQtWhatIsMoreThanGlyphsInARow) {
   for (const QString& text : {"cafe\u0301.jpg"_s, "שלום.jpg"_s, "東京.jpg"_s, "🎉.jpg"_s}) {
     EXPECT_EQ(drawn(text), drawnByQt(text)) << text.toStdString();
+  }
+}
+
+TEST_F(GlyphTextTest, KeepsTheOrderOfADateInWhicheverScript) {
+  for (const char* locale : {"he_IL", "fa_IR"}) {
+    const QString date = TakenDateFormat(locale, u"UTC").text(fromEpoch(1425445567));
+    ASSERT_NE(laidOut(date, Qt::RightToLeft, Qt::AlignLeft), laidOut(date, Qt::LeftToRight, Qt::AlignLeft));
+    EXPECT_EQ(drawn(date), laidOut(date, Qt::RightToLeft, Qt::AlignLeft)) << locale;
+  }
+}
+
+TEST_F(GlyphTextTest, BeginsAtTheRightWhereLinesDo) {
+  const auto drawnFromRight = [&](const QString& text) {
+    return page(
+        [&](QPainter& painter) { glyphs_.draw(painter, room(300), Qt::RightToLeft, text, Qt::ElideMiddle); });
+  };
+  const QImage empty = page([](QPainter&) {});
+  const int end = room(300).right() + 1;
+  for (const QString& text : {"IMG_1203.HEIC"_s, "שלום.jpg"_s}) {
+    const QImage image = drawnFromRight(text);
+    const int begin = end - metrics_.horizontalAdvance(text) - 1;
+    EXPECT_EQ(image.copy(0, 0, begin, 40), empty.copy(0, 0, begin, 40)) << text.toStdString();
+    EXPECT_NE(image.copy(end - 20, 0, 20, 40), empty.copy(0, 0, 20, 40)) << text.toStdString();
+    EXPECT_EQ(image.copy(end + 1, 0, 50, 40), empty.copy(0, 0, 50, 40)) << text.toStdString();
   }
 }
 
