@@ -82,7 +82,8 @@ QColor Appearance::status(PairStatus status) const {
     case PairStatus::ready:
       return Palette::amber;
     case PairStatus::unmatched:
-      return legibleOnPill(QColor(0xC8, 0x6A, 0x00));
+      // In dark a redder one, which is not amber once it is light enough to read.
+      return legibleOnPill(dark ? QColor(0xF2, 0x65, 0x22) : QColor(0xC8, 0x6A, 0x00));
     case PairStatus::skipped:
       return legibleOnPill(secondaryText);
     case PairStatus::fixed:

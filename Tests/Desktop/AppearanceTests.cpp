@@ -4,6 +4,8 @@
 #include <QLabel>
 #include <QMenu>
 #include <QTextEdit>
+#include <array>
+#include <cmath>
 #include <memory>
 
 #include "Desktop/Support/WindowTest.h"
@@ -81,10 +83,51 @@ TEST_P(AppearanceTest, HasReadablePills) {
   EXPECT_EQ(shades.status(PairStatus::ready), Palette::amber);
 }
 
+TEST_P(AppearanceTest, HasPillsOfFifteenPercentOfTheirStatus) {
+  const Appearance shades(QApplication::palette());
+  for (const PairStatus status : test::everyStatus) {
+    const QColor pill = shades.pill(status);
+    const QColor text = shades.status(status);
+    EXPECT_NEAR(pill.redF(), 0.85F * shades.surface.redF() + 0.15F * text.redF(), 0.001);
+    EXPECT_NEAR(pill.greenF(), 0.85F * shades.surface.greenF() + 0.15F * text.greenF(), 0.001);
+    EXPECT_NEAR(pill.blueF(), 0.85F * shades.surface.blueF() + 0.15F * text.blueF(), 0.001);
+  }
+}
+
+// Where a colour stands in CIELAB, the space in which a distance of 2 can just be seen (CIE 15).
+std::array<double, 3> inLab(const QColor& colour) {
+  const auto linear = [](double channel) {
+    return channel <= 0.04045 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+  };
+  const double red = linear(colour.redF());
+  const double green = linear(colour.greenF());
+  const double blue = linear(colour.blueF());
+  const auto bent = [](double share) {
+    return share > 216.0 / 24389 ? std::cbrt(share) : (24389.0 / 27 * share + 16) / 116;
+  };
+  const double x = bent((0.4124564 * red + 0.3575761 * green + 0.1804375 * blue) / 0.95047);
+  const double y = bent(0.2126729 * red + 0.7151522 * green + 0.0721750 * blue);
+  const double z = bent((0.0193339 * red + 0.1191920 * green + 0.9503041 * blue) / 1.08883);
+  return {116 * y - 16, 500 * (x - y), 200 * (y - z)};
+}
+
+TEST_P(AppearanceTest, TellsEveryTwoStatusesApart) {
+  const Appearance shades(QApplication::palette());
+  for (const PairStatus one : test::everyStatus) {
+    for (const PairStatus other : test::everyStatus) {
+      if (one == other) continue;
+      const auto from = inLab(shades.status(one));
+      const auto to = inLab(shades.status(other));
+      EXPECT_GE(std::hypot(to[0] - from[0], to[1] - from[1], to[2] - from[2]), 18)
+          << StatusPill::label(one).toStdString() << ' ' << StatusPill::label(other).toStdString();
+    }
+  }
+}
+
 TEST_P(AppearanceTest, TellsStatusesApartByHue) {
   const Appearance shades(QApplication::palette());
   const auto hue = [&](PairStatus status) { return shades.status(status).hslHue(); };
-  EXPECT_NEAR(hue(PairStatus::unmatched), 30, 12);
+  EXPECT_NEAR(hue(PairStatus::unmatched), 25, 10);
   EXPECT_NEAR(hue(PairStatus::fixed), 130, 20);
   EXPECT_TRUE(hue(PairStatus::error) <= 8 || hue(PairStatus::error) >= 352) << hue(PairStatus::error);
   EXPECT_LT(shades.status(PairStatus::skipped).hslSaturationF(), 0.1F);
