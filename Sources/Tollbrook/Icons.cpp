@@ -9,14 +9,14 @@
 #include <QSvgRenderer>
 #include <optional>
 
+#include "Tollbrook/Appearance.h"
+
 // Resources in a library are left out of a program that does not ask for them, and only by a function outside
 // of namespaces.
 static void linkIcons() { Q_INIT_RESOURCE(tollbrook); }
 
 namespace tollbrook::Icons {
 namespace {
-
-constexpr double disabledOpacity = 0.45;
 
 QString source(Symbol symbol) {
   switch (symbol) {
@@ -48,11 +48,10 @@ QString source(Symbol symbol) {
   return {};
 }
 
-QPixmap drawn(Symbol symbol, const QColor& colour, double opacity, const QSize& pixels) {
-  const QString key = QStringLiteral("%1 %2 %3 %4x%5")
+QPixmap drawn(Symbol symbol, const QColor& colour, const QSize& pixels) {
+  const QString key = QStringLiteral("%1 %2 %3x%4")
                           .arg(source(symbol))
                           .arg(colour.rgba())
-                          .arg(opacity)
                           .arg(pixels.width())
                           .arg(pixels.height());
   QPixmap pixmap;
@@ -60,10 +59,8 @@ QPixmap drawn(Symbol symbol, const QColor& colour, double opacity, const QSize& 
   pixmap = QPixmap(pixels);
   pixmap.fill(Qt::transparent);
   QPainter painter(&pixmap);
-  painter.setOpacity(opacity);
   QSvgRenderer(source(symbol)).render(&painter);
   if (symbol != Symbol::application) {
-    painter.setOpacity(1);
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter.fillRect(pixmap.rect(), colour);
   }
@@ -83,8 +80,8 @@ class SymbolEngine : public QIconEngine {
   }
 
   QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override {
-    const double opacity = colour_ && mode == QIcon::Disabled ? disabledOpacity : 1;
-    return drawn(symbol_, colour_.value_or(textColour(mode)), opacity, size);
+    const bool isTinted = colour_ && mode != QIcon::Disabled;
+    return drawn(symbol_, isTinted ? *colour_ : textColour(mode), size);
   }
 
   /// What the title bar and the list of windows are given.
@@ -98,7 +95,7 @@ class SymbolEngine : public QIconEngine {
  private:
   static QColor textColour(QIcon::Mode mode) {
     const QPalette palette = QGuiApplication::palette();
-    if (mode == QIcon::Disabled) return palette.color(QPalette::Disabled, QPalette::ButtonText);
+    if (mode == QIcon::Disabled) return Appearance::current().tertiaryText;
     if (mode == QIcon::Selected) return palette.color(QPalette::HighlightedText);
     return palette.color(QPalette::Active, QPalette::ButtonText);
   }

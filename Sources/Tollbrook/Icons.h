@@ -20,9 +20,10 @@ enum class Symbol {
   application  ///< in colours of its own, whatever the tint
 };
 
-/// The symbol in the colour of the text around it, dimmed where that is disabled.
+/// The symbol in the colour of the text around it.
 QIcon icon(Symbol symbol);
-/// The symbol in this colour, in light and dark appearance alike.
+/// The symbol in this colour, in light and dark appearance alike; in that of disabled text where it is
+/// disabled.
 QIcon icon(Symbol symbol, const QColor& colour);
 
 }  // namespace tollbrook::Icons

@@ -256,9 +256,8 @@ QWidget* Inspector::makeActions(Actions& actions) {
   QWidget* const section = makeSection(QStringLiteral("actions"), column);
   column->setSpacing(betweenRelated - Style::focusRoom);
 
-  write_ = new QPushButton(actions.writeMetadata()->icon(), tr("Write metadata"));
+  write_ = new QPushButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
   write_->setObjectName(QStringLiteral("writeButton"));
-  write_->setIcon(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink));
   write_->setDefault(true);
   write_->setEnabled(actions.writeMetadata()->isEnabled());
   connect(actions.writeMetadata(), &QAction::enabledChanged, write_, &QWidget::setEnabled);

@@ -158,6 +158,12 @@ TEST(StatusPillTest, IsAsLargeAsItsLabelAndItsPadding) {
   EXPECT_EQ(pill.size(), QSize(metrics.horizontalAdvance("Fixed"_s) + 16, metrics.height() + 6));
 }
 
+TEST_P(AppearanceTest, DrawsWhatIsDisabledAsItsText) {
+  const QIcon icon = Icons::icon(Icons::Symbol::stop, Palette::ink);
+  const QImage image = icon.pixmap(QSize(16, 16), 1, QIcon::Disabled).toImage();
+  EXPECT_EQ(image.pixelColor(8, 8).name(), Appearance(QApplication::palette()).tertiaryText.name());
+}
+
 class AppearanceOfTheWindowTest : public test::WindowTest {};
 
 TEST_F(AppearanceOfTheWindowTest, SetsMenusOffFromWhatTheyCover) {
