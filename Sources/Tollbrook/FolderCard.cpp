@@ -44,11 +44,17 @@ FolderCard::FolderCard(QWidget* parent)
   words->addWidget(request_);
   words->addWidget(hint_);
   auto* row = new QHBoxLayout(this);
-  row->setContentsMargins(12, 12, 8, 12);
+  row->setContentsMargins(8, 12, 8, 12);
   row->setSpacing(10);
-  row->addWidget(new IconView(Icons::icon(Symbol::folder, Palette::amber), 20, this));
+  row->addSpacing(4);
+  auto* symbol = new IconView(Icons::icon(Symbol::folder, Palette::amber), 20, this);
+  symbol->setObjectName(QStringLiteral("folderSymbol"));
+  row->addWidget(symbol);
   row->addLayout(words, 1);
-  row->addWidget(new IconView(Icons::icon(Symbol::chevron), 16, this));
+  auto* chevron = new IconView(Icons::icon(Symbol::chevron), 16, this);
+  chevron->setObjectName(QStringLiteral("folderChevron"));
+  chevron->pointOnwards();
+  row->addWidget(chevron);
   setFolder(std::nullopt);
 }
 

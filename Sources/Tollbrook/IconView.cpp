@@ -25,6 +25,10 @@ void IconView::changeEvent(QEvent* event) {
 
 void IconView::paintEvent(QPaintEvent*) {
   QPainter painter(this);
+  if (pointsOnwards_ && isRightToLeft()) {
+    painter.translate(width(), 0);
+    painter.scale(-1, 1);
+  }
   icon_.paint(&painter, rect(), Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
 }
 

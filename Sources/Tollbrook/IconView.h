@@ -13,6 +13,9 @@ class IconView : public QWidget {
  public:
   IconView(const QIcon& icon, double points, QWidget* parent = nullptr);
 
+  /// Turns the icon round where lines begin at the right: for one that points to what comes next.
+  void pointOnwards() { pointsOnwards_ = true; }
+
   QSize sizeHint() const override;
 
  protected:
@@ -22,6 +25,7 @@ class IconView : public QWidget {
  private:
   QIcon icon_;
   double points_;
+  bool pointsOnwards_ = false;
 };
 
 }  // namespace tollbrook

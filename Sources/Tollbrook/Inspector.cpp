@@ -1,13 +1,10 @@
 #include "Tollbrook/Inspector.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QScrollArea>
-#include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <array>
@@ -23,6 +20,7 @@
 #include "Tollbrook/IconView.h"
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/Palette.h"
+#include "Tollbrook/ScrollingColumn.h"
 #include "Tollbrook/SelectableText.h"
 #include "Tollbrook/StatChip.h"
 #include "Tollbrook/Style.h"
@@ -80,14 +78,6 @@ QLayout* inset(QWidget* widget) {
   return row;
 }
 
-/// What scrolls: as high as it is at its width. The least height of its layout is that of a narrower column.
-class Sections : public QWidget {
- public:
-  QSize minimumSizeHint() const override { return {QWidget::minimumSizeHint().width(), 0}; }
-};
-
-int scrollBarWidth() { return QApplication::style()->pixelMetric(QStyle::PM_ScrollBarExtent); }
-
 }  // namespace
 
 Inspector::Inspector(AppModel& model, Actions& actions, QWidget* parent) : QWidget(parent), model_(model) {
@@ -113,10 +103,9 @@ void Inspector::paintEvent(QPaintEvent*) {
 }
 
 QWidget* Inspector::makeScrollingColumn() {
-  auto* content = new Sections;
-  content->setObjectName(QStringLiteral("sections"));
-  auto* column = new QVBoxLayout(content);
-  column->setContentsMargins(besideFocus, edge, besideFocus - scrollBarWidth(), betweenSections);
+  auto* area = new ScrollingColumn({besideFocus, edge, besideFocus, betweenSections}, this);
+  area->setObjectName(QStringLiteral("inspectorScroll"));
+  QVBoxLayout* const column = area->column();
   column->setSpacing(betweenSections);
   column->addLayout(inset(makeHeader()));
   column->addLayout(inset(makeResumeBanner()));
@@ -125,20 +114,6 @@ QWidget* Inspector::makeScrollingColumn() {
   column->addWidget(makeOptions());
   column->addLayout(inset(makeSafety()));
   column->addStretch(1);
-
-  auto* area = new QScrollArea(this);
-  area->setObjectName(QStringLiteral("inspectorScroll"));
-  area->setFrameShape(QFrame::NoFrame);
-  area->setWidgetResizable(true);
-  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  // It lies in the edge; the column is as wide with it as without, and where all is seen there is nothing of
-  // it.
-  area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-  area->setFocusPolicy(Qt::NoFocus);
-  area->setWidget(content);
-  // The column's own colour shows through.
-  area->viewport()->setAutoFillBackground(false);
-  content->setAutoFillBackground(false);
   return area;
 }
 

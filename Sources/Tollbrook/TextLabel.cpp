@@ -12,13 +12,22 @@ TextLabel::TextLabel(const QString& text, Typography::TextStyle style, Tone tone
   // On a button it would else take the button's colour.
   setForegroundRole(QPalette::WindowText);
   restyle();
+  align();
 }
 
 void TextLabel::changeEvent(QEvent* event) {
   QLabel::changeEvent(event);
+  if (event->type() == QEvent::LayoutDirectionChange) align();
   if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
     restyle();
   }
+}
+
+// A label would begin where its own letters do; a number or a name of other letters belongs with the words
+// around it.
+void TextLabel::align() {
+  if (alignment().testFlag(Qt::AlignHCenter)) return;
+  setAlignment((isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute | Qt::AlignVCenter);
 }
 
 void TextLabel::restyle() {

@@ -21,6 +21,7 @@ class TextLabel : public QLabel {
 
  private:
   void restyle();
+  void align();
 
   Typography::TextStyle style_;
   Tone tone_;
