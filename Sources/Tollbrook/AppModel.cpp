@@ -26,17 +26,17 @@ QString description(const std::exception& error) {
   if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
     return QString::fromStdString(system->code().message());
   }
-  return QString::fromUtf8(error.what());
+  return Paths::shownText(error.what());
 }
 
 QString progressLine(const WorkProgress& progress) {
   QString line = AppModel::tr("Writing %1").arg(progress.seen);
   if (progress.total >= 1) line = AppModel::tr("Writing %1 of %2").arg(progress.seen).arg(progress.total);
-  return line + QStringLiteral("  ") + QString::fromStdString(progress.currentName.value_or(""));
+  return line + QStringLiteral("  ") + Paths::shownText(progress.currentName.value_or(""));
 }
 
 QString firstError(const std::vector<std::string>& errors) {
-  QString first = QString::fromStdString(errors.front());
+  QString first = Paths::shownText(errors.front());
   if (errors.size() == 1) return first;
   // Both at once: the name of a file may hold a "%2".
   return AppModel::tr("%1 (+%2 more)").arg(first, QString::number(errors.size() - 1));
@@ -256,8 +256,7 @@ void AppModel::showWriteProgress() {
   if (!progress) return;
   change(progressDone_, progress->seen, &AppModel::progressDoneChanged);
   if (progress->total > 0) change(progressTotal_, progress->total, &AppModel::progressTotalChanged);
-  change(currentFile_, QString::fromStdString(progress->currentName.value_or("")),
-         &AppModel::currentFileChanged);
+  change(currentFile_, Paths::shownText(progress->currentName.value_or("")), &AppModel::currentFileChanged);
   change(statusLine_, progressLine(*progress), &AppModel::statusLineChanged);
 }
 

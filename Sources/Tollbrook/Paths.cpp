@@ -2,12 +2,29 @@
 
 #include <QByteArray>
 #include <QTextDocument>
+#include <algorithm>
 
 #include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::Paths {
 
-QString shown(const std::filesystem::path& path) { return QString::fromStdString(path.string()); }
+namespace {
+
+bool turnsTextRound(QChar character) {
+  const char16_t unit = character.unicode();
+  return (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069) || unit == 0x200E ||
+         unit == 0x200F || unit == 0x061C;
+}
+
+}  // namespace
+
+QString shownText(std::string_view text) {
+  QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+  std::replace_if(shown.begin(), shown.end(), turnsTextRound, QChar(QChar::ReplacementCharacter));
+  return shown;
+}
+
+QString shown(const std::filesystem::path& path) { return shownText(path.string()); }
 
 QString shownName(const std::filesystem::path& path) {
   return path.has_filename() ? shown(path.filename()) : shown(path);

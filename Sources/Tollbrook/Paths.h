@@ -4,12 +4,18 @@
 #include <QUrl>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 #include <system_error>
 
 /// Between the bytes of a path and the texts of a window.
 namespace tollbrook::Paths {
 
-/// The path as it is shown. What is not UTF-8 is shown as U+FFFD, so this does not lead back to the file.
+/// A text with names of files in it, such as an error of the engine, as it is shown. What is not UTF-8 is
+/// shown as U+FFFD, and so is a character that would turn what stands after it round (Unicode UAX #9,
+/// "explicit directional formatting characters" and "implicit directional marks").
+QString shownText(std::string_view text);
+
+/// The path as it is shown, which therefore does not lead back to the file.
 QString shown(const std::filesystem::path& path);
 /// The last component as it is shown; the whole path where it has none.
 QString shownName(const std::filesystem::path& path);

@@ -73,7 +73,7 @@ std::optional<Folder> folderArgument(char** argv) {
   std::error_code error;
   Folder folder = Paths::folderAt(given, error);
   if (folder) return folder;
-  complain(QString::fromStdString(std::string(given) + ": " + error.message()));
+  complain(Paths::shownText(std::string(given) + ": " + error.message()));
   return std::nullopt;
 }
 

@@ -96,6 +96,19 @@ TEST_F(AppModelRunTest, ShowsTheFirstOfThreeErrorsAndCountsTheOthers) {
   EXPECT_EQ(model_->lastError(), QString::fromStdString(model_->outcome()->errors.front()) + " (+2 more)"_s);
 }
 
+TEST_F(AppModelRunTest, NamesNoFileSoThatItTurnsTextRound) {
+  addPair("a\u202Egpj.jpg");
+  writeNothing();
+  scanRoot();
+  QStringList files;
+  QObject::connect(model_.get(), &AppModel::currentFileChanged, model_.get(),
+                   [&] { files.push_back(model_->currentFile()); });
+  write();
+  EXPECT_EQ(model_->lastError(), "a\uFFFDgpj.jpg: Nothing was written"_s);
+  EXPECT_THAT(files, Contains("a\uFFFDgpj.jpg"_s));
+  EXPECT_THAT(statusLines_, Contains("Writing 1 of 1  a\uFFFDgpj.jpg"_s));
+}
+
 TEST_F(AppModelRunTest, KeepsItsErrorWhileTheFolderIsScannedAgain) {
   addPair("a.jpg");
   writeNothing();

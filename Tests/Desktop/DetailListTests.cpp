@@ -147,6 +147,14 @@ TEST_F(DetailListTest, ShowsEachPair) {
   EXPECT_THAT(row(2), ElementsAre("c.jpg"_s, "—"_s, "missing"_s, "No sidecar"_s));
 }
 
+TEST_F(DetailListTest, ShowsNoNameSoThatItTurnsTextRound) {
+  addPair("a\u202Egpj.jpg");
+  scanRoot();
+  EXPECT_EQ(row(0).at(0), "a\uFFFDgpj.jpg"_s);
+  EXPECT_EQ(row(0).at(2), "a\uFFFDgpj.jpg.supplemental-metadata.json"_s);
+  EXPECT_EQ(table()->model()->index(0, 0).data(Qt::ToolTipRole).toString(), "a\uFFFDgpj.jpg"_s);
+}
+
 TEST_F(DetailListTest, DrawsAPhotoOrAFilmBeforeEachName) {
   addPair("a.jpg");
   addPair("b.mp4");

@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+
 #include "Desktop/Support/AppTest.h"
 #include "Tollbrook/Paths.h"
 
 namespace tollbrook {
 namespace {
+
+using std::string_literals::operator""s;
 
 TEST(Paths, KeepEveryByteOnTheWayThroughAUrl) {
   std::string name = "/photos/";
@@ -27,6 +32,18 @@ TEST(Paths, AreShownWithoutTheBytesThatAreNoText) {
   EXPECT_EQ(Paths::shown("/photos/caf\xe9.jpg"), "/photos/caf\uFFFD.jpg"_s);
   EXPECT_EQ(Paths::shownName("/photos/Łódź"), "Łódź"_s);
   EXPECT_EQ(Paths::shownName("/"), "/"_s);
+}
+
+TEST(Paths, AreShownWithoutTheCharactersThatTurnTextRound) {
+  for (const char32_t character :
+       U"\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069\u200E\u200F\u061C"s) {
+    const QString name = "a"_s + QString::fromUcs4(&character, 1) + "gpj.exe"_s;
+    EXPECT_EQ(Paths::shown(name.toStdString()), "a\uFFFDgpj.exe"_s) << std::hex << std::uint32_t{character};
+    EXPECT_EQ(Paths::shownText(name.toStdString() + ": no"), "a\uFFFDgpj.exe: no"_s);
+  }
+  // Those that join letters are part of how a name is written.
+  EXPECT_EQ(Paths::shownName("/photos/می‌خواهم 👨‍👩‍👧.jpg"),
+            "می‌خواهم 👨‍👩‍👧.jpg"_s);
 }
 
 TEST(Paths, AreNoMarkupInAToolTip) {
