@@ -102,6 +102,14 @@ void Inspector::paintEvent(QPaintEvent*) {
   painter.fillRect(rect(), Appearance::current().chrome);
 }
 
+// No long path in an error or a status may take more of the column, lest the end of it be out of reach.
+void Inspector::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  for (SelectableText* text : {statusLine_, error_}) {
+    text->limitHeight(std::max(height() / 3, 2 * text->sizeHint().height()));
+  }
+}
+
 QWidget* Inspector::makeScrollingColumn() {
   auto* area = new ScrollingColumn({besideFocus, edge, besideFocus, betweenSections}, this);
   area->setObjectName(QStringLiteral("inspectorScroll"));

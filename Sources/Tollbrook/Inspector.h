@@ -35,6 +35,7 @@ class Inspector : public QWidget {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
   // The sections, from top to bottom.

@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QPainter>
+#include <QScrollBar>
 #include <QTextDocument>
 #include <QWheelEvent>
 #include <algorithm>
@@ -50,14 +51,21 @@ void SelectableText::holdHeight(bool held) {
   updateGeometry();
 }
 
+void SelectableText::limitHeight(int most) {
+  if (most == most_) return;
+  most_ = most;
+  setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+  updateGeometry();
+}
+
 QSize SelectableText::sizeHint() const { return {0, fontMetrics().height() + 2 * Style::focusRoom}; }
 
 int SelectableText::heightForWidth(int width) const {
   measured_.setTextWidth(width);
   const int needed = static_cast<int>(std::ceil(measured_.size().height()));
-  if (!held_) return needed;
+  if (!held_) return std::min(needed, most_);
   highest_ = std::max(highest_, needed);
-  return highest_;
+  return std::min(highest_, most_);
 }
 
 void SelectableText::changeEvent(QEvent* event) {
@@ -84,8 +92,17 @@ void SelectableText::focusOutEvent(QFocusEvent* event) {
   viewport()->update();
 }
 
-// There is nothing to scroll here; the column around it may have.
-void SelectableText::wheelEvent(QWheelEvent* event) { event->ignore(); }
+// Where there is nothing to scroll here, the column around it may have.
+void SelectableText::wheelEvent(QWheelEvent* event) {
+  if (verticalScrollBar()->maximum() == 0) return event->ignore();
+  QTextEdit::wheelEvent(event);
+}
+
+// The ring that shows the focus does not move with the text.
+void SelectableText::scrollContentsBy(int dx, int dy) {
+  QTextEdit::scrollContentsBy(dx, dy);
+  viewport()->update();
+}
 
 void SelectableText::restyle() {
   setFont(Typography::font(style_));

@@ -7,8 +7,8 @@
 
 namespace tollbrook {
 
-/// Text that can be selected and copied, as high as it needs to be, with room around it for the ring that
-/// shows its focus. It wraps anywhere: a name without spaces must not make the column wider.
+/// Text that can be selected and copied, as high as it needs to be and may be, with room around it for the
+/// ring that shows its focus. It wraps anywhere: a name without spaces must not make the column wider.
 class SelectableText : public QTextEdit {
   Q_OBJECT
 
@@ -24,6 +24,9 @@ class SelectableText : public QTextEdit {
   /// place while a name of one line follows one of two.
   void holdHeight(bool held);
 
+  /// From now on it gets no higher than this, and what does not fit can be scrolled to.
+  void limitHeight(int most);
+
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override { return sizeHint(); }
   bool hasHeightForWidth() const override { return true; }
@@ -35,6 +38,7 @@ class SelectableText : public QTextEdit {
   void focusInEvent(QFocusEvent* event) override;
   void focusOutEvent(QFocusEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
+  void scrollContentsBy(int dx, int dy) override;
 
  private:
   void restyle();
@@ -43,6 +47,7 @@ class SelectableText : public QTextEdit {
   Tone tone_;
   bool held_ = false;
   mutable int highest_ = 0;  ///< while it is held
+  int most_ = QWIDGETSIZE_MAX;
   mutable QTextDocument measured_;
 };
 

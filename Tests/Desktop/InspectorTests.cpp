@@ -8,8 +8,10 @@
 #include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTest>
 #include <QTextEdit>
+#include <QWheelEvent>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Support/CommandLine.h"
@@ -333,6 +335,35 @@ TEST_F(InspectorTest, ShowsErrorsInRedToBeSelected) {
   EXPECT_EQ(error->textCursor().selectedText(), model_->lastError());
   scanRoot();
   EXPECT_FALSE(shows("lastError"));
+}
+
+TEST_F(InspectorTest, ScrollsAnErrorThatIsTooLongForTheColumn) {
+  path folder = root();
+  for (int level = 0; level < 8; ++level) folder /= std::string(200, 'f');
+  test::writePair(folder / "a.jpg", test::tinyJpeg());
+  writeNothing();
+  scanRoot();
+  write();
+  ASSERT_TRUE(shows("lastError"));
+  auto* error = find<QTextEdit>("lastError");
+  const QScrollBar* bar = error->verticalScrollBar();
+  ASSERT_TRUE(waitUntil([&] { return bar->maximum() > 0 && error->height() > 50; }));
+  EXPECT_LE(error->height(), find("inspector")->height() / 3);
+  EXPECT_TRUE(bar->isVisible());
+  EXPECT_TRUE(
+      find("inspector")->rect().contains(QRect(error->mapTo(find("inspector"), QPoint()), error->size())));
+
+  const QPoint middle = error->viewport()->rect().center();
+  QWheelEvent wheel(middle, error->viewport()->mapToGlobal(middle), QPoint(), QPoint(0, -12000), Qt::NoButton,
+                    Qt::NoModifier, Qt::NoScrollPhase, false);
+  // One turn goes on by a page at most.
+  for (int turn = 0; turn < 3; ++turn) QApplication::sendEvent(error->viewport(), &wheel);
+  EXPECT_EQ(bar->value(), bar->maximum());
+  error->setFocus();
+  QTest::keyClick(error, Qt::Key_Home, Qt::ControlModifier);
+  EXPECT_LE(bar->value(), Style::focusRoom);
+  QTest::keyClick(error, Qt::Key_End, Qt::ControlModifier);
+  EXPECT_GE(bar->value(), bar->maximum() - Style::focusRoom);
 }
 
 TEST_F(InspectorTest, HidesTheCurrentFileWhereThereIsNone) {
