@@ -242,8 +242,7 @@ QWidget* Inspector::makeActions(Actions& actions) {
   write_ = new QPushButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
   write_->setObjectName(QStringLiteral("writeButton"));
   write_->setDefault(true);
-  write_->setEnabled(actions.writeMetadata()->isEnabled());
-  connect(actions.writeMetadata(), &QAction::enabledChanged, write_, &QWidget::setEnabled);
+  connect(actions.writeMetadata(), &QAction::enabledChanged, this, &Inspector::showBusy);
   connect(write_, &QAbstractButton::clicked, actions.writeMetadata(), &QAction::trigger);
   column->addWidget(write_);
 
@@ -254,11 +253,11 @@ QWidget* Inspector::makeActions(Actions& actions) {
   progress_->setAccessibleName(tr("Progress"));
   progress_->setTextVisible(false);
   progress_->setFixedHeight(progressHeight);
-  auto* stop = new QPushButton(actions.stop()->icon(), tr("Stop after this file"));
-  stop->setObjectName(QStringLiteral("stopButton"));
-  connect(stop, &QAbstractButton::clicked, actions.stop(), &QAction::trigger);
+  stop_ = new QPushButton(actions.stop()->icon(), tr("Stop after this file"));
+  stop_->setObjectName(QStringLiteral("stopButton"));
+  connect(stop_, &QAbstractButton::clicked, actions.stop(), &QAction::trigger);
   running->addLayout(inset(progress_));
-  running->addWidget(stop);
+  running->addWidget(stop_);
   column->addWidget(running_);
 
   currentFile_ = new ElidedLabel(QString(), TextStyle::monospacedSmall, TextLabel::Tone::secondary);
@@ -329,9 +328,14 @@ void Inspector::showOptions() {
 void Inspector::showBusy() {
   const bool busy = model_.isBusy();
   recursive_->setEnabled(!busy);
-  write_->setVisible(!busy);
-  running_->setVisible(busy);
   statusLine_->holdHeight(busy);
+  if (!busy) write_->setEnabled(model_.canApply());
+
+  // Of the two buttons the one that comes is there before the other goes, to be handed the focus.
+  (busy ? running_ : write_)->show();
+  QPushButton* const going = busy ? write_ : stop_;
+  if (window()->focusWidget() == going) (busy ? stop_ : write_)->setFocus();
+  (busy ? write_ : running_)->hide();
 }
 
 void Inspector::showProgress() {

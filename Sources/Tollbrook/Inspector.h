@@ -75,6 +75,7 @@ class Inspector : public QWidget {
   TextLabel* orphans_ = nullptr;
   QList<Toggle*> options_;
   QPushButton* write_ = nullptr;
+  QPushButton* stop_ = nullptr;
   QWidget* running_ = nullptr;
   QProgressBar* progress_ = nullptr;
   ElidedLabel* currentFile_ = nullptr;

@@ -142,6 +142,24 @@ TEST_F(AccessibilityTest, WorksByKeyboardAlone) {
   EXPECT_EQ(model_->outcome()->datesSet, 1);
 }
 
+TEST_F(AccessibilityTest, HandsTheFocusFromWritingToStoppingAndBack) {
+  addPair("a.jpg");
+  scanRoot();
+  test::FolderLock lock(root());
+  find("writeButton")->setFocus();
+  QTest::keyClick(find("writeButton"), Qt::Key_Space);
+  ASSERT_TRUE(model_->isApplying());
+  EXPECT_EQ(QApplication::focusWidget(), find("stopButton"));
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(QApplication::focusWidget(), find("writeButton"));
+  find("statusLine")->setFocus();
+  model_->scan();
+  EXPECT_EQ(QApplication::focusWidget(), find("statusLine"));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(QApplication::focusWidget(), find("statusLine"));
+}
+
 TEST_F(AccessibilityTest, ScrollsToWhatTheTabKeyGoesTo) {
   window_->resize(window_->minimumSizeHint());
   find("folderCard")->setFocus();
