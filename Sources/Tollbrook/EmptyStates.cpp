@@ -33,6 +33,12 @@ TextLabel* fileName(const QString& name) {
   return label;
 }
 
+IconView* symbolView(Symbol symbol, const QString& name) {
+  auto* view = new IconView(Icons::icon(symbol, Palette::amber), symbolPoints);
+  view->setObjectName(name);
+  return view;
+}
+
 QVBoxLayout* centredColumn(QWidget* view) {
   auto* column = new QVBoxLayout(view);
   column->setContentsMargins(edge, edge, edge, edge);
@@ -56,8 +62,7 @@ WelcomeView::WelcomeView(Actions& actions, QWidget* parent) : QWidget(parent) {
 
   QVBoxLayout* const column = centredColumn(this);
   column->addStretch(1);
-  column->addWidget(new IconView(Icons::icon(Symbol::photoStack, Palette::amber), symbolPoints), 0,
-                    Qt::AlignHCenter);
+  column->addWidget(symbolView(Symbol::photoStack, QStringLiteral("welcomeSymbol")), 0, Qt::AlignHCenter);
   column->addWidget(centred(tr("Drop a download folder here"), TextStyle::title2, TextLabel::Tone::primary));
   column->addWidget(centred(tr("Pairs each photo with its JSON, for example:"), TextStyle::callout,
                             TextLabel::Tone::secondary));
@@ -71,8 +76,7 @@ NoMediaView::NoMediaView(QWidget* parent) : QWidget(parent) {
   setObjectName(QStringLiteral("noMedia"));
   QVBoxLayout* const column = centredColumn(this);
   column->addStretch(1);
-  column->addWidget(new IconView(Icons::icon(Symbol::photoAtAnAngle, Palette::amber), symbolPoints), 0,
-                    Qt::AlignHCenter);
+  column->addWidget(symbolView(Symbol::photoAtAnAngle, QStringLiteral("noMediaSymbol")), 0, Qt::AlignHCenter);
   column->addWidget(centred(tr("No media found"), TextStyle::title2, TextLabel::Tone::primary));
   column->addWidget(centred(tr("This folder has no photos or videos Tollbrook recognises."),
                             TextStyle::callout, TextLabel::Tone::secondary));

@@ -161,7 +161,9 @@ QWidget* Inspector::makeResumeBanner() {
   auto* row = new QHBoxLayout(resumeBanner_);
   row->setContentsMargins(12, 10, 12, 10);
   row->setSpacing(betweenRelated);
-  row->addWidget(new IconView(Icons::icon(Symbol::returningArrow, Palette::amber), 16), 0, Qt::AlignTop);
+  auto* symbol = new IconView(Icons::icon(Symbol::returningArrow, Palette::amber), 16);
+  symbol->setObjectName(QStringLiteral("resumeSymbol"));
+  row->addWidget(symbol, 0, Qt::AlignTop);
   resumeText_ = wrapping(QString(), TextStyle::callout, TextLabel::Tone::primary);
   resumeText_->setObjectName(QStringLiteral("resumeText"));
   row->addWidget(resumeText_, 1);

@@ -121,6 +121,39 @@ TEST_F(AppModelRunTest, KeepsItsErrorWhileTheFolderIsScannedAgain) {
   EXPECT_TRUE(waitUntilIdle());
 }
 
+TEST_F(AppModelRunTest, ForgetsWhatTheRunBeforeItSaid) {
+  addPair("a.jpg");
+  writeNothing();
+  scanRoot();
+  write();
+  ASSERT_NE(model_->lastError(), QString());
+  ASSERT_TRUE(model_->outcome());
+  FolderLock lock(root());
+  model_->apply();
+  EXPECT_EQ(model_->lastError(), QString());
+  EXPECT_FALSE(model_->outcome());
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(AppModelRunTest, ScansAgainWithNoTotal) {
+  addPairs(3);
+  scanRoot();
+  std::vector<std::int64_t> totals;
+  QObject::connect(model_.get(), &AppModel::statusLineChanged, model_.get(),
+                   [&] { totals.push_back(model_->progressTotal()); });
+  model_->apply();
+  EXPECT_EQ(model_->progressTotal(), 3);
+  ASSERT_TRUE(waitUntil([this] { return model_->isScanning(); }));
+  EXPECT_EQ(model_->progressTotal(), 0);
+  EXPECT_EQ(model_->progressDone(), 0);
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->progressTotal(), 0);
+  EXPECT_EQ(model_->progressDone(), 0);
+  EXPECT_EQ(totals.front(), 3);
+  EXPECT_EQ(totals.back(), 0);
+}
+
 TEST_F(AppModelRunTest, KeepsTheComputerAwakeWhileItWrites) {
   addPair("a.jpg");
   scanRoot();

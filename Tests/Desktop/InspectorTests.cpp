@@ -33,6 +33,9 @@ class InspectorTest : public test::WindowTest {
  protected:
   QString text(const char* name) const { return find<SelectableText>(name)->text(); }
 
+  // From the upper edge of the window.
+  int top(const char* name) const { return find(name)->mapTo(window_.get(), QPoint()).y(); }
+
   // Starts a write that waits at its first file until the folder's lock is let go.
   void startHeldWrite() {
     scanRoot();
@@ -289,6 +292,41 @@ TEST_F(InspectorTest, SaysThatItContinuesUnfinishedWork) {
   lock.release();
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_FALSE(shows("resumeBanner"));
+}
+
+TEST_F(InspectorTest, SaysThatItContinuesAboveTheFolder) {
+  // Before any job has been continued there is no name.
+  EXPECT_EQ(find<QLabel>("resumeText")->text(),
+            "Continuing unfinished work in the last folder. Files already done are skipped."_s);
+  addPairs(2);
+  leaveUnfinishedJob(true, test::datesOnly());
+  FolderLock lock(root());
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return shows("resumeBanner"); }));
+  QTest::qWait(0);
+  EXPECT_GT(top("resumeBanner"), top("header"));
+  EXPECT_LT(top("resumeBanner"), top("folderCard"));
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+}
+
+TEST_F(InspectorTest, CountsNothingWhileItKnowsNoneOfAFolder) {
+  addPair("a.jpg");
+  scanRoot();
+  ASSERT_TRUE(shows("stats"));
+  model_->setFolder(temporary_.path());
+  EXPECT_FALSE(shows("stats"));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_TRUE(shows("stats"));
+}
+
+TEST_F(InspectorTest, ShowsErrorsBelowTheActions) {
+  addPair("a.jpg");
+  writeNothing();
+  scanRoot();
+  write();
+  ASSERT_TRUE(shows("lastError"));
+  EXPECT_TRUE(waitUntil([this] { return top("lastError") > top("statusLine"); }));
 }
 
 TEST_F(InspectorTest, LetsTheCurrentFileAndTheStatusBeSelected) {
