@@ -65,7 +65,7 @@ class Editor {
  private:
   void requireKnownHeaders() const;
   void editExif();
-  void requireMandatoryTags(TiffEdits& edits) const;
+  void addMandatoryTags(TiffEdits& edits) const;
   void editXmp();
   void editResources();
   void addResources();
@@ -156,7 +156,8 @@ void Editor::requireKnownHeaders() const {
 
 void Editor::editExif() {
   TiffEdits edits = exifEdits(target_);
-  requireMandatoryTags(edits);
+  addMandatoryTags(edits);
+  edits.sizeLimit = mostPayload - exifMark.size();
   const auto segments = segmentsOf(app1, exifHeader);
   if (segments.size() > 1) throw Refused("there are several Exif segments");
   if (segments.empty()) {
@@ -171,7 +172,7 @@ void Editor::editExif() {
 }
 
 // The tags that Exif 2.32 (4.6.8, table 20) wants in a compressed image.
-void Editor::requireMandatoryTags(TiffEdits& edits) const {
+void Editor::addMandatoryTags(TiffEdits& edits) const {
   const Resolution resolution = resolutionOf(layout_);
   edits.newFirst = {TiffField::ofRationals(TiffTag::xResolution, {{resolution.x, 1}}),
                     TiffField::ofRationals(TiffTag::yResolution, {{resolution.y, 1}}),
@@ -184,7 +185,6 @@ void Editor::requireMandatoryTags(TiffEdits& edits) const {
   exif.push_back(TiffField::ofNumbers(TiffTag::colorSpace, TiffType::shortInteger, {uncalibrated}));
   exif.push_back(TiffField::ofNumbers(TiffTag::pixelXDimension, TiffType::longInteger, {layout_.width}));
   exif.push_back(TiffField::ofNumbers(TiffTag::pixelYDimension, TiffType::longInteger, {layout_.height}));
-  edits.sizeLimit = mostPayload - exifMark.size();
 }
 
 void Editor::editXmp() {

@@ -29,7 +29,7 @@ bool isOfAnother(const TiffReader& reader, const TiffDirectory& directory) {
 }
 
 /// The tags that readers miss in the directories of an image that is not compressed as JPEG.
-void requireMandatoryTags(TiffEdits& edits) {
+void addMandatoryTags(TiffEdits& edits) {
   constexpr std::uint32_t uncalibrated = 0xFFFF;
   // The method for a position that no receiver measured (Exif 2.32, 4.6.6).
   const std::string method("ASCII\0\0\0MANUAL", 14);
@@ -78,7 +78,7 @@ OutputPlan plan(const ByteSource& file, const TargetTags& target) {
   requireFirstIsPicture(reader);
   TiffEdits edits = exifEdits(target);
   edits.keepsFirstPageOnly = true;
-  requireMandatoryTags(edits);
+  addMandatoryTags(edits);
   return patchMetadata(reader, target, std::move(edits), MissingIptc::isMade);
 }
 
