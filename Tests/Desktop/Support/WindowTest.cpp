@@ -35,6 +35,12 @@ QStringList WindowTest::labels(const char* name) const {
 
 void WindowTest::click(const char* name) const { QTest::mouseClick(find(name), Qt::LeftButton); }
 
+// Qt keeps the widget that a drag has entered until the drag ends.
+void WindowTest::TearDown() {
+  if (window_) dragAway();
+  AppTest::TearDown();
+}
+
 void WindowTest::dragOver(const QMimeData& data) const {
   QDragEnterEvent event(QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
   QApplication::sendEvent(find("contentView"), &event);

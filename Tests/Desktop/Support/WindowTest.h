@@ -18,6 +18,7 @@ namespace tollbrook::test {
 class WindowTest : public AppTest {
  protected:
   WindowTest() { open(); }
+  void TearDown() override;
 
   /// Opens the window, instead of one that is open.
   void open();
