@@ -1,10 +1,9 @@
 #include "TollbrookCore/ImageMetadata/JpegTrailer.h"
 
 #include <algorithm>
-#include <array>
-#include <utility>
 #include <vector>
 
+#include "TollbrookCore/ImageMetadata/TiffOccupancy.h"
 #include "TollbrookCore/ImageMetadata/TiffReader.h"
 
 namespace tollbrook::ImageMetadata::Jpeg {
@@ -56,36 +55,6 @@ bool noteLeadsToPreview(const ByteSource& file, const Layout& layout, const Tiff
                      [&](std::uint64_t place) { return startsPicture(file, place); });
 }
 
-/// Adds the thumbnails, strips and tiles of the directory.
-void addPieces(const TiffReader& exif, const TiffDirectory& directory, std::vector<TiffArea>& pieces) {
-  constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> tags{{
-      {TiffTag::stripOffsets, TiffTag::stripByteCounts},
-      {TiffTag::tileOffsets, TiffTag::tileByteCounts},
-      {TiffTag::jpegOffset, TiffTag::jpegLength},
-  }};
-  for (const auto& [offsetsTag, lengthsTag] : tags) {
-    const TiffEntry *const offsets = directory.find(offsetsTag), *const lengths = directory.find(lengthsTag);
-    if (offsets == nullptr || lengths == nullptr || !offsets->value || !lengths->value) continue;
-    const std::uint64_t count = std::min(offsets->count, lengths->count);
-    // Each takes a place of its own in the block, unless directories claim the same.
-    if (count > exif.block().size() - pieces.size()) throw Refused("there are too many strips or tiles");
-    for (std::uint64_t i = 0; i < count; ++i) {
-      pieces.push_back({.offset = exif.number(*offsets, i), .length = exif.number(*lengths, i)});
-    }
-  }
-}
-
-/// Whether a piece that the block names lies behind it, from the first scan on: at `trailer`, as the block
-/// counts.
-bool hasPieceBehind(const TiffReader& exif, const TiffArea& trailer) {
-  std::vector<TiffArea> pieces;
-  addPieces(exif, exif.first(), pieces);
-  for (const TiffDirectory& directory : exif.others()) addPieces(exif, directory, pieces);
-  return std::any_of(pieces.begin(), pieces.end(), [&](const TiffArea& piece) {
-    return piece.offset >= exif.block().size() && piece.overlaps(trailer);
-  });
-}
-
 /// Whether the Exif segment says of something behind the image how far away it is.
 bool exifLeadsBehind(const ByteSource& file, const Layout& layout, const Segment& segment) {
   if (segment.payloadLength < exifMark.size()) return false;
@@ -94,7 +63,7 @@ bool exifLeadsBehind(const ByteSource& file, const Layout& layout, const Segment
   const MemorySource block(bytes);
   const TiffReader exif(block);
   const TiffArea trailer{.offset = layout.scans - start, .length = file.size() - layout.scans};
-  return noteLeadsToPreview(file, layout, exif, start) || hasPieceBehind(exif, trailer);
+  return noteLeadsToPreview(file, layout, exif, start) || TiffOccupancy(exif).hasPieceBehind(trailer);
 }
 
 }  // namespace

@@ -11,18 +11,12 @@
 namespace tollbrook::ImageMetadata::Tiff {
 namespace {
 
-/// Whether the entry is of whole numbers, whatever their width and sign.
-bool isInteger(const TiffEntry& entry) {
-  constexpr std::array types{1, 3, 4, 6, 8, 9, 13, 16, 17, 18};
-  return std::find(types.begin(), types.end(), static_cast<int>(entry.type)) != types.end();
-}
-
 /// Whether the directory says of its image that it is a smaller version of another or a mask for it, be it by
 /// NewSubfileType or by the SubfileType that TIFF 6.0 replaced with it.
 bool isOfAnother(const TiffReader& reader, const TiffDirectory& directory) {
   constexpr std::uint64_t reducedOrMask = 1 | 4, oldReduced = 2;
   return std::any_of(directory.entries.begin(), directory.entries.end(), [&](const TiffEntry& entry) {
-    if (!isInteger(entry) || entry.count == 0) return false;
+    if (!isInteger(entry.type) || entry.count == 0) return false;
     return (entry.tag == TiffTag::subfileType && (reader.number(entry) & reducedOrMask) != 0) ||
            (entry.tag == TiffTag::oldSubfileType && reader.number(entry) == oldReduced);
   });

@@ -16,11 +16,12 @@ constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> pieceTags{{
 /// What any sound file stays below; many directories of a damaged one could claim the same pieces.
 constexpr std::uint64_t mostPieces = 4000000;
 
-bool isInteger(TiffType type) {
-  return type == TiffType::shortInteger || type == TiffType::longInteger || type == TiffType::long8;
-}
-
 bool isReadable(const TiffEntry& entry) { return entry.value && isInteger(entry.type); }
+
+/// A piece may be said to be of any length.
+bool areApart(const TiffArea& piece, const TiffArea& area) {
+  return piece.offset >= area.end() || area.offset >= sum(piece.offset, piece.length);
+}
 
 /// The numbers of an integer entry one after the other, a piece of them in memory.
 class Numbers {
@@ -110,9 +111,12 @@ bool TiffOccupancy::forEachPiece(const Visit& visit) const {
 }
 
 bool TiffOccupancy::touchesImageData(const TiffArea& area) const {
-  return !forEachPiece([&](const TiffArea& piece) {
-    return piece.offset >= area.end() || area.offset >= sum(piece.offset, piece.length);
-  });
+  return !forEachPiece([&](const TiffArea& piece) { return areApart(piece, area); });
+}
+
+bool TiffOccupancy::hasPieceBehind(const TiffArea& area) const {
+  return !forEachPiece(
+      [&](const TiffArea& piece) { return piece.offset < reader_->block().size() || areApart(piece, area); });
 }
 
 std::uint64_t TiffOccupancy::missingPieces() const {

@@ -19,6 +19,8 @@ class TiffOccupancy {
   bool isAlone(const TiffArea& area, std::uint64_t owner) const;
   /// The same for a directory without the offset of the next one.
   bool entriesAreAlone(const TiffDirectory& directory) const;
+  /// Whether a strip, tile or thumbnail is said to begin behind the block and to share bytes with `area`.
+  bool hasPieceBehind(const TiffArea& area) const;
   /// How many strips, tiles and thumbnails the block does not hold whole, though its directories say so.
   std::uint64_t missingPieces() const;
   /// The end of the last byte that is known to belong to something.

@@ -47,6 +47,24 @@ std::optional<std::uint64_t> sizeOf(TiffType type) {
   }
 }
 
+bool isInteger(TiffType type) {
+  switch (static_cast<int>(type)) {
+    case 1:   // BYTE
+    case 3:   // SHORT
+    case 4:   // LONG
+    case 6:   // SBYTE
+    case 8:   // SSHORT
+    case 9:   // SLONG
+    case 13:  // IFD
+    case 16:  // LONG8
+    case 17:  // SLONG8
+    case 18:  // IFD8
+      return true;
+    default:
+      return false;
+  }
+}
+
 const TiffEntry* TiffDirectory::find(std::uint16_t tag) const {
   const auto found =
       std::find_if(entries.begin(), entries.end(), [&](const TiffEntry& entry) { return entry.tag == tag; });

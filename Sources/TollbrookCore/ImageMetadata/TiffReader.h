@@ -48,6 +48,8 @@ enum class TiffType : std::uint16_t {
 
 /// The bytes that one value of this type takes; none for a type that nobody has defined.
 std::optional<std::uint64_t> sizeOf(TiffType type);
+/// Whether its values are whole numbers, whatever their width and sign.
+bool isInteger(TiffType type);
 
 /// A range of the block.
 struct TiffArea {
