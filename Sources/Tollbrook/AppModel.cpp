@@ -139,12 +139,19 @@ void AppModel::setFolder(const std::filesystem::path& folder) {
 
 bool AppModel::acceptDrop(const QList<QUrl>& urls) {
   if (urls.isEmpty()) return false;
+  ++drops_;
   lookups_.start([this, path = Paths::fromUrl(urls.front())] {
     std::error_code ignored;
-    if (auto folder = Paths::folderAt(path, ignored))
-      onMainThread([this, folder = *std::move(folder)] { setFolder(folder); });
+    onMainThread([this, folder = Paths::folderAt(path, ignored)] { takeDrop(folder); });
   });
   return true;
+}
+
+void AppModel::takeDrop(const std::optional<std::filesystem::path>& folder) {
+  --drops_;
+  if (folder) setFolder(*folder);
+  if (drops_ > 0 || !postponed_) return;
+  resume(std::exchange(postponed_, nullptr));
 }
 
 void AppModel::scan() {
@@ -305,6 +312,10 @@ void AppModel::attemptAutoResume() {
 
 void AppModel::resume(std::shared_ptr<JobJournal> journal) {
   if (isBusy() || folder_) return;
+  if (drops_ > 0) {
+    postponed_ = std::move(journal);
+    return;
+  }
   const JobJournal::Record record = journal->record();
   change(folder_, std::optional(journal->root()), &AppModel::folderChanged);
   change(recursive_, record.recursive, &AppModel::recursiveChanged);

@@ -25,7 +25,8 @@ namespace tollbrook {
 
 /// What the window shows and what it can do: the chosen folder, the options, the last scan and the running
 /// write. Views read the properties and call the operations. Main thread only; a scan or a write runs on one
-/// background thread, which shares nothing with the model but the cancel flag and posts what it has to say.
+/// background thread, which shares nothing with the model but the cancel flag and the newest progress, and
+/// posts what it has to say.
 ///
 /// A property's signal is emitted after the property has changed, and only then.
 class AppModel : public QObject {
@@ -123,6 +124,7 @@ class AppModel : public QObject {
   void setOutcome(std::optional<RestoreOutcome> outcome);
   void showVisiblePairs();
 
+  void takeDrop(const std::optional<std::filesystem::path>& folder);
   void resume(std::shared_ptr<JobJournal> journal);
 
   void startScan();
@@ -159,6 +161,9 @@ class AppModel : public QObject {
   QString statusLine_;
   QString lastError_;
   QString resumeFolderName_;
+
+  int drops_ = 0;                          ///< that are being looked at
+  std::shared_ptr<JobJournal> postponed_;  ///< the job to continue if they come to nothing
 
   CancelFlag cancelFlag_;
   std::unique_ptr<KeepAwake::Activity> activity_;

@@ -149,5 +149,29 @@ TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsSetMeanwhile) {
   EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
 
+TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsDroppedMeanwhile) {
+  const path photo = addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->attemptAutoResume();
+  EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(temporary_.path())}));
+  EXPECT_TRUE(settle(*model_));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->folder(), temporary_.path());
+  EXPECT_EQ(model_->resumeFolderName(), QString());
+  EXPECT_FALSE(hasTakenDate(photo));
+  EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
+}
+
+TEST_F(AppModelResumeTest, ContinuesWhenWhatIsDroppedMeanwhileIsGone) {
+  const path photo = addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  model_->attemptAutoResume();
+  EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(temporary_ / "gone")}));
+  EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(temporary_ / "gone as well")}));
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  EXPECT_EQ(model_->folder(), root());
+  EXPECT_TRUE(hasTakenDate(photo));
+}
+
 }  // namespace
 }  // namespace tollbrook

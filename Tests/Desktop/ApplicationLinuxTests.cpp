@@ -151,8 +151,10 @@ TEST_F(ApplicationTest, LeavesAnUnfinishedJobAloneWhenItIsStartedWithAFolder) {
 TEST_F(ApplicationTest, GivesItsFolderToTheWindowThatIsOpen) {
   const auto first = application_.start();
   ASSERT_TRUE(eventually([this] { return application_.listens(); }));
+  OpenedIn opened(root());
   const Program::Result second = application_.run({root().string()});
   EXPECT_EQ(second.status, 0) << second.errors;
+  EXPECT_TRUE(eventually([&] { return opened.has(""); }));
   EXPECT_TRUE(first->isRunning());
   first->send(SIGTERM);
   EXPECT_TRUE(endedWell(*first));
