@@ -46,6 +46,7 @@ SingleInstance::SingleInstance(const std::filesystem::path& store) : SingleInsta
 
 SingleInstance::SingleInstance(const std::filesystem::path& store,
                                const std::filesystem::path& runtimeFolder) {
+  if (runtimeFolder.empty()) return;
   const std::string name = "tollbrook-" + JobJournal::id(store).substr(0, nameLength);
   socket_ = QString::fromStdString((runtimeFolder / name).string());
   const std::filesystem::path lockPath = runtimeFolder / (name + ".lock");
@@ -54,6 +55,7 @@ SingleInstance::SingleInstance(const std::filesystem::path& store,
 }
 
 void SingleInstance::listen(Receive receive) {
+  if (socket_.isEmpty()) return;
   receive_ = std::move(receive);
   server_ = new QLocalServer(this);
   server_->setSocketOptions(QLocalServer::UserAccessOption);

@@ -60,6 +60,17 @@ TEST_F(SingleInstanceTest, MakesWayWhereItCannotListen) {
   EXPECT_TRUE(SingleInstance(store_, deep).isFirst());
 }
 
+TEST_F(SingleInstanceTest, IsFirstAndLeavesNothingWhereTheSessionHasNoFolder) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(runtime_.path());
+  SingleInstance first(store_, "");
+  first.listen([](const Folder&) { return Answer::raised; });
+  EXPECT_TRUE(first.isFirst());
+  EXPECT_TRUE(SingleInstance(store_, "").isFirst());
+  EXPECT_TRUE(std::filesystem::is_empty(runtime_.path()));
+  std::filesystem::current_path(before);
+}
+
 TEST_F(SingleInstanceTest, HandsOverTheFolderAndReturnsTheAnswer) {
   SingleInstance first(store_, runtime_.path());
   std::vector<Folder> received;
