@@ -22,6 +22,9 @@ Actions::Actions(AppModel& model, QObject* parent)
   writeMetadata_->setShortcuts({Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter});
   stop_->setShortcut(Qt::CTRL | Qt::Key_Period);
 
+  // A key that is held down asks once.
+  for (QAction* action : {chooseFolder_, scanFolder_, writeMetadata_, stop_}) action->setAutoRepeat(false);
+
   scanFolder_->setIconText(tr("Scan"));
   scanFolder_->setIcon(Icons::icon(Icons::Symbol::magnifyingGlass));
   writeMetadata_->setIcon(Icons::icon(Icons::Symbol::clockWithReturningArrow));

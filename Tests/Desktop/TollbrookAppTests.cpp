@@ -113,6 +113,13 @@ TEST_F(TollbrookAppTest, GivesNoShortcutTwice) {
                                                        "Ctrl+Enter"_s, "Ctrl+."_s, "Ctrl+Q"_s));
 }
 
+TEST_F(TollbrookAppTest, AsksOnceForAKeyThatIsHeldDown) {
+  for (const QAction* command :
+       {actions().chooseFolder(), actions().scanFolder(), actions().writeMetadata(), actions().stop()}) {
+    EXPECT_FALSE(command->autoRepeat()) << command->text().toStdString();
+  }
+}
+
 TEST_F(TollbrookAppTest, OffersOnlyToChooseAFolderBeforeThereIsOne) {
   open();
   EXPECT_EQ(enabled(), "C");
