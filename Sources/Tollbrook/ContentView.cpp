@@ -1,6 +1,5 @@
 #include "Tollbrook/ContentView.h"
 
-#include <QApplication>
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QMimeData>
@@ -100,14 +99,6 @@ void ContentView::dropEvent(QDropEvent* event) {
 void ContentView::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
   dropFrame_->setGeometry(rect());
-}
-
-// What has a font or colours of its own inherits no change, and Qt does not tell it of the system's new ones.
-void ContentView::changeEvent(QEvent* event) {
-  QWidget::changeEvent(event);
-  if (event->type() != QEvent::FontChange && event->type() != QEvent::PaletteChange) return;
-  QEvent change(event->type());
-  for (QWidget* part : findChildren<QWidget*>()) QApplication::sendEvent(part, &change);
 }
 
 void ContentView::setDropTargeted(bool targeted) {

@@ -30,7 +30,6 @@ class ContentView : public QWidget {
   void dropEvent(QDropEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
-  void changeEvent(QEvent* event) override;
 
  private:
   QLayout* makeToolbar(Actions& actions);

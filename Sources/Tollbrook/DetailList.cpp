@@ -72,8 +72,6 @@ QHBoxLayout* DetailList::makeFilterBar() {
   filter_ = new SegmentedPicker(filterChoices(), this);
   filter_->setObjectName(QStringLiteral("filter"));
   filter_->setAccessibleName(label->text());
-  // A larger font may need more than the usual width.
-  filter_->setMaximumWidth(std::max(widestFilter, filter_->minimumSizeHint().width()));
   filter_->setCurrent(static_cast<int>(model_.filter()));
   connect(filter_, &SegmentedPicker::picked, &model_,
           [this](int index) { model_.setFilter(rowFilters.at(static_cast<std::size_t>(index))); });
@@ -131,6 +129,8 @@ void DetailList::changeEvent(QEvent* event) {
 }
 
 void DetailList::restyle() {
+  // A larger font may need more than the usual width.
+  filter_->setMaximumWidth(std::max(widestFilter, filter_->minimumSizeHint().width()));
   delegate_->restyle();
   QHeaderView* const header = table_->horizontalHeader();
   header->setFont(Typography::font(TextStyle::caption));

@@ -11,6 +11,11 @@
 #include "Tollbrook/Style.h"
 
 namespace tollbrook {
+namespace {
+
+constexpr int overhang = 1;  ///< of a last letter that leans out of its width
+
+}  // namespace
 
 ElidedLabel::ElidedLabel(const QString& text, Typography::TextStyle style, Tone tone, QWidget* parent)
     : TextLabel(text, style, tone, parent) {
@@ -34,7 +39,7 @@ void ElidedLabel::makeSelectable() {
 
 QSize ElidedLabel::sizeHint() const {
   const QMargins around = contentsMargins();
-  return {fontMetrics().horizontalAdvance(fullText_) + around.left() + around.right() + 1,
+  return {fontMetrics().horizontalAdvance(fullText_) + around.left() + around.right() + overhang,
           QLabel::sizeHint().height()};
 }
 
@@ -70,7 +75,8 @@ void ElidedLabel::changeEvent(QEvent* event) {
 }
 
 void ElidedLabel::elide() {
-  const QString shown = fontMetrics().elidedText(fullText_, Qt::ElideMiddle, contentsRect().width());
+  const int room = contentsRect().width() - overhang;
+  const QString shown = fontMetrics().elidedText(fullText_, Qt::ElideMiddle, room);
   if (shown != text()) setText(shown);
   setToolTip(shown == fullText_ ? QString() : Paths::toolTip(fullText_));
 }

@@ -26,6 +26,7 @@
 #include "Tollbrook/Style.h"
 #include "Tollbrook/TextLabel.h"
 #include "Tollbrook/Toggle.h"
+#include "Tollbrook/WrappingText.h"
 
 namespace tollbrook {
 namespace {
@@ -164,7 +165,7 @@ QWidget* Inspector::makeResumeBanner() {
   auto* symbol = new IconView(Icons::icon(Symbol::returningArrow, Palette::amber), 16);
   symbol->setObjectName(QStringLiteral("resumeSymbol"));
   row->addWidget(symbol, 0, Qt::AlignTop);
-  resumeText_ = wrapping(QString(), TextStyle::callout, TextLabel::Tone::primary);
+  resumeText_ = new WrappingText(QString(), TextStyle::callout);
   resumeText_->setObjectName(QStringLiteral("resumeText"));
   row->addWidget(resumeText_, 1);
   return resumeBanner_;
@@ -241,7 +242,8 @@ QWidget* Inspector::makeActions(Actions& actions) {
   QWidget* const section = makeSection(QStringLiteral("actions"), column);
   column->setSpacing(betweenRelated - Style::focusRoom);
 
-  write_ = new QPushButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
+  write_ =
+      new QPushButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
   write_->setObjectName(QStringLiteral("writeButton"));
   write_->setDefault(true);
   connect(actions.writeMetadata(), &QAction::enabledChanged, this, &Inspector::showBusy);

@@ -17,6 +17,7 @@ class SelectableText;
 class StatChip;
 class TextLabel;
 class Toggle;
+class WrappingText;
 
 /// The left column: which folder, what was found, what will be written, the safety promise and the actions.
 /// What does not fit scrolls; the actions stay at its foot.
@@ -65,7 +66,7 @@ class Inspector : public QWidget {
 
   AppModel& model_;
   QWidget* resumeBanner_ = nullptr;
-  TextLabel* resumeText_ = nullptr;
+  WrappingText* resumeText_ = nullptr;
   FolderCard* folderCard_ = nullptr;
   Toggle* recursive_ = nullptr;
   QWidget* stats_ = nullptr;

@@ -1,5 +1,6 @@
 #include "Tollbrook/MainWindow.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QTimer>
@@ -76,6 +77,15 @@ bool MainWindow::event(QEvent* event) {
     default:
       return QMainWindow::event(event);
   }
+}
+
+// What has a font or colours of its own inherits no change, and Qt does not tell it of the system's new ones.
+void MainWindow::changeEvent(QEvent* event) {
+  QMainWindow::changeEvent(event);
+  if (event->type() != QEvent::FontChange && event->type() != QEvent::PaletteChange) return;
+  if (centralWidget() == nullptr) return;
+  QEvent change(event->type());
+  for (QWidget* part : centralWidget()->findChildren<QWidget*>()) QApplication::sendEvent(part, &change);
 }
 
 void MainWindow::bringToFront() {

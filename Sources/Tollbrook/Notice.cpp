@@ -9,9 +9,8 @@
 namespace tollbrook {
 
 Notice::Notice(const QString& name, QWidget* parent)
-    : TextLabel(QString(), Typography::TextStyle::callout, Tone::primary, parent) {
+    : WrappingText(QString(), Typography::TextStyle::callout, Tone::primary, parent) {
   setObjectName(name);
-  setWordWrap(true);
   setContentsMargins(20, 8, 20, 8);
   hide();
 }
@@ -30,7 +29,7 @@ void Notice::paintEvent(QPaintEvent* event) {
   painter.fillRect(rect(), mixed(shades.surface, Palette::amber, 0.15));
   painter.fillRect(0, height() - 1, width(), 1, mixed(shades.hairline, Palette::amber, 0.4));
   painter.end();
-  TextLabel::paintEvent(event);
+  WrappingText::paintEvent(event);
 }
 
 }  // namespace tollbrook

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Tollbrook/TextLabel.h"
+#include "Tollbrook/WrappingText.h"
 
 namespace tollbrook {
 
 /// A line across the top of the window about what the rest of it has no place for, hidden until it has
 /// something to say. Screen readers speak it at once.
-class Notice : public TextLabel {
+class Notice : public WrappingText {
   Q_OBJECT
 
  public:

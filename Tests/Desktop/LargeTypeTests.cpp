@@ -14,6 +14,7 @@
 #include <QTextEdit>
 
 #include "Desktop/Support/WindowTest.h"
+#include "Support/CommandLine.h"
 #include "Support/Fixtures.h"
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/ElidedLabel.h"
@@ -21,6 +22,7 @@
 #include "Tollbrook/PairTableModel.h"
 #include "Tollbrook/StatusPill.h"
 #include "Tollbrook/Typography.h"
+#include "Tollbrook/WrappingText.h"
 
 namespace tollbrook {
 namespace {
@@ -82,6 +84,7 @@ class LargeTypeTest : public test::WindowTest, public testing::WithParamInterfac
  private:
   static void expectWhole(const QLabel& label) {
     const auto* elided = qobject_cast<const ElidedLabel*>(&label);
+    if (qobject_cast<const WrappingText*>(&label) != nullptr) return expectAllLines(label);
     const int flags = label.wordWrap() ? Qt::TextWordWrap : 0;
     const QRect needed =
         label.fontMetrics().boundingRect(QRect(0, 0, label.width(), 100000), flags, label.text());
@@ -90,6 +93,15 @@ class LargeTypeTest : public test::WindowTest, public testing::WithParamInterfac
     if (elided != nullptr && elided->text() != elided->fullText()) {
       EXPECT_EQ(elided->toolTip(), elided->fullText());
     }
+  }
+
+  // The text wraps into as many lines as it needs, and all of them are there.
+  static void expectAllLines(const QLabel& label) {
+    const int needed = label.heightForWidth(label.width());
+    EXPECT_LE(needed, label.height()) << label.text().toStdString();
+    const int lines = (needed - label.contentsMargins().top() - label.contentsMargins().bottom()) /
+                      label.fontMetrics().height();
+    EXPECT_GE(lines * label.contentsRect().width(), label.fontMetrics().horizontalAdvance(label.text()));
   }
 
   static void expectWhole(const QAbstractButton& button) {
@@ -169,6 +181,31 @@ TEST_P(LargeTypeTest, ClipsNothingOfLongNamesAndErrors) {
   EXPECT_LE(find("inspector")->width(), 360);
 }
 
+TEST_P(LargeTypeTest, ClipsNothingOfALongNameThatItContinuesIn) {
+  const std::filesystem::path folder = root() / std::string(90, 'f');
+  test::writePair(folder / "a.jpg", test::tinyJpeg());
+  leaveUnfinishedJob(folder, true, test::datesOnly());
+  test::FolderLock lock(folder);
+  model_->attemptAutoResume();
+  ASSERT_TRUE(test::waitUntil([this] { return shows("resumeBanner"); }));
+  expectNothingClipped();
+  lock.release();
+  EXPECT_TRUE(waitUntilIdle());
+}
+
+TEST_P(LargeTypeTest, GetsNoWiderForTheNameOfAFolderItHasNoTimeFor) {
+  addPairs(20);
+  scanRoot();
+  settle();
+  const int width = window_->width();
+  const int least = window_->minimumSizeHint().width();
+  window_->sayBusy(std::string(250, 'w'));
+  EXPECT_TRUE(shows("busyNotice"));
+  expectNothingClipped();
+  EXPECT_LE(window_->width(), width);
+  EXPECT_EQ(window_->minimumSizeHint().width(), least);
+}
+
 TEST_P(LargeTypeTest, HasRoomForThePillsInTheirRows) {
   addPair("a.jpg");
   scanRoot();
@@ -189,14 +226,20 @@ TEST(LargeFontTest, ReachesAWindowThatIsOpen) {
   class OpenWindow : public test::WindowTest {
    public:
     void TestBody() override {}
-    int height(const char* name) { return find(name)->fontMetrics().height(); }
+    QList<QLabel*> labels() { return window_->findChildren<QLabel*>(); }
     int statusHeight() { return find("statusLine")->height(); }
   } window;
-  const int before = window.height("folderHint");
+  const QList<QLabel*> labels = window.labels();
+  std::vector<int> before;
+  for (const QLabel* label : labels) before.push_back(label->fontMetrics().height());
   const int statusBefore = window.statusHeight();
   const test::LargerFont font(2);
   QTest::qWait(1);
-  EXPECT_NEAR(window.height("folderHint"), 2 * before, 2);
+  for (const QLabel* label : labels) {
+    EXPECT_NEAR(label->fontMetrics().height(), 2 * before.at(static_cast<std::size_t>(labels.indexOf(label))),
+                2)
+        << label->text().toStdString();
+  }
   EXPECT_TRUE(test::waitUntil([&] { return window.statusHeight() > statusBefore; }));
 }
 
