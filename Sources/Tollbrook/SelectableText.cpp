@@ -40,13 +40,16 @@ SelectableText::SelectableText(Typography::TextStyle style, Tone tone, QWidget* 
 
 void SelectableText::setText(const QString& text) {
   if (text == toPlainText()) return;
+  isOld_ = false;
   setPlainText(text);
   measured_.setPlainText(text);
   updateGeometry();
 }
 
 void SelectableText::holdHeight(bool held) {
+  if (held == held_) return;
   held_ = held;
+  isOld_ = held;
   highest_ = 0;
   updateGeometry();
 }
@@ -63,7 +66,7 @@ QSize SelectableText::sizeHint() const { return {0, fontMetrics().height() + 2 *
 int SelectableText::heightForWidth(int width) const {
   measured_.setTextWidth(width);
   const int needed = static_cast<int>(std::ceil(measured_.size().height()));
-  if (!held_) return std::min(needed, most_);
+  if (!held_ || isOld_) return std::min(needed, most_);
   highest_ = std::max(highest_, needed);
   return std::min(highest_, most_);
 }

@@ -20,8 +20,8 @@ class SelectableText : public QTextEdit {
   void setText(const QString& text);
   QString text() const { return toPlainText(); }
 
-  /// While it is held, the text may get higher and never lower again, so that what stands above stays in its
-  /// place while a name of one line follows one of two.
+  /// While it is held, the texts that come may get higher and never lower again, so that what stands above
+  /// stays in its place while a name of one line follows one of two.
   void holdHeight(bool held);
 
   /// From now on it gets no higher than this, and what does not fit can be scrolled to.
@@ -46,6 +46,7 @@ class SelectableText : public QTextEdit {
   Typography::TextStyle style_;
   Tone tone_;
   bool held_ = false;
+  bool isOld_ = false;       ///< whether the text is from before it was held
   mutable int highest_ = 0;  ///< while it is held
   int most_ = QWIDGETSIZE_MAX;
   mutable QTextDocument measured_;
