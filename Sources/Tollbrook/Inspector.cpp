@@ -4,7 +4,6 @@
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QProgressBar>
-#include <QPushButton>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <array>
@@ -22,6 +21,7 @@
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/ScrollingColumn.h"
 #include "Tollbrook/SelectableText.h"
+#include "Tollbrook/SettlingButton.h"
 #include "Tollbrook/StatChip.h"
 #include "Tollbrook/Style.h"
 #include "Tollbrook/TextLabel.h"
@@ -243,7 +243,7 @@ QWidget* Inspector::makeActions(Actions& actions) {
   column->setSpacing(betweenRelated - Style::focusRoom);
 
   write_ =
-      new QPushButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
+      new SettlingButton(Icons::icon(Symbol::clockWithReturningArrow, Palette::ink), tr("Write metadata"));
   write_->setObjectName(QStringLiteral("writeButton"));
   write_->setDefault(true);
   connect(actions.writeMetadata(), &QAction::enabledChanged, this, &Inspector::showBusy);
@@ -257,7 +257,7 @@ QWidget* Inspector::makeActions(Actions& actions) {
   progress_->setAccessibleName(tr("Progress"));
   progress_->setTextVisible(false);
   progress_->setFixedHeight(progressHeight);
-  stop_ = new QPushButton(actions.stop()->icon(), tr("Stop after this file"));
+  stop_ = new SettlingButton(actions.stop()->icon(), tr("Stop after this file"));
   stop_->setObjectName(QStringLiteral("stopButton"));
   connect(stop_, &QAbstractButton::clicked, actions.stop(), &QAction::trigger);
   running->addLayout(inset(progress_));
@@ -337,7 +337,7 @@ void Inspector::showBusy() {
 
   // Of the two buttons the one that comes is there before the other goes, to be handed the focus.
   (busy ? running_ : write_)->show();
-  QPushButton* const going = busy ? write_ : stop_;
+  SettlingButton* const going = busy ? write_ : stop_;
   if (window()->focusWidget() == going) (busy ? stop_ : write_)->setFocus();
   (busy ? write_ : running_)->hide();
 }

@@ -4,7 +4,6 @@
 #include <QWidget>
 
 class QProgressBar;
-class QPushButton;
 class QVBoxLayout;
 
 namespace tollbrook {
@@ -14,6 +13,7 @@ class AppModel;
 class ElidedLabel;
 class FolderCard;
 class SelectableText;
+class SettlingButton;
 class StatChip;
 class TextLabel;
 class Toggle;
@@ -75,8 +75,8 @@ class Inspector : public QWidget {
   StatChip* unmatchedCount_ = nullptr;
   TextLabel* orphans_ = nullptr;
   QList<Toggle*> options_;
-  QPushButton* write_ = nullptr;
-  QPushButton* stop_ = nullptr;
+  SettlingButton* write_ = nullptr;
+  SettlingButton* stop_ = nullptr;
   QWidget* running_ = nullptr;
   QProgressBar* progress_ = nullptr;
   ElidedLabel* currentFile_ = nullptr;

@@ -251,6 +251,29 @@ TEST_F(InspectorTest, WritesByItsButtonAndOffersToStop) {
   EXPECT_EQ(text("statusLine"), "Stopped. Finished files are kept; reopen the app to continue the rest."_s);
 }
 
+// The button that comes stands for the opposite, and where the other was.
+TEST_F(InspectorTest, TakesNoDoubleClickForOneOnTheButtonThatComes) {
+  const auto clickTwice = [this](const char* name) {
+    const test::DoubleClickInterval forEver(std::chrono::hours(1));
+    click(name);
+    QTest::keyClick(find(name), Qt::Key_Space);
+  };
+  addPair("a.jpg");
+  FolderLock lock(root());
+  startHeldWrite();
+  clickTwice("stopButton");
+  EXPECT_EQ(model_->statusLine(), "Writing metadata…"_s);
+  click("stopButton");
+  EXPECT_EQ(model_->statusLine(), "Stopping after the current file…"_s);
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  clickTwice("writeButton");
+  EXPECT_FALSE(model_->isApplying());
+  click("writeButton");
+  EXPECT_TRUE(model_->isApplying());
+  EXPECT_TRUE(waitUntilIdle());
+}
+
 TEST_F(InspectorTest, FillsTheBarByWhatIsDone) {
   addPairs(4);
   scanRoot();
@@ -353,6 +376,27 @@ TEST_F(InspectorTest, LetsTheCurrentFileAndTheStatusBeSelected) {
   QTest::mouseDClick(status->viewport(), Qt::LeftButton, {}, QPoint(4, 4));
   EXPECT_EQ(status->textCursor().selectedText(), "Stopped"_s);
   EXPECT_TRUE(status->isReadOnly());
+}
+
+TEST(SelectableTextTest, GetsNoLowerByTheTextsThatComeWhileItIsHeld) {
+  constexpr int width = 200;
+  const QString one = "name"_s, two = "longer name "_s.repeated(4), many = "long path "_s.repeated(40);
+  SelectableText text(Typography::TextStyle::caption, SelectableText::Tone::secondary);
+  const auto height = [&text](const QString& shown) {
+    text.setText(shown);
+    return text.heightForWidth(width);
+  };
+  const int low = height(one), high = height(two);
+  ASSERT_LT(low, high);
+  ASSERT_LT(high, height(many));
+  text.holdHeight(true);
+  // What it said before counts for nothing, even if it is asked in between.
+  EXPECT_LT(high, text.heightForWidth(width));
+  EXPECT_EQ(height(one), low);
+  EXPECT_EQ(height(two), high);
+  EXPECT_EQ(height(one), high);
+  text.holdHeight(false);
+  EXPECT_EQ(text.heightForWidth(width), low);
 }
 
 TEST_F(InspectorTest, ShowsErrorsInRedToBeSelected) {

@@ -24,5 +24,7 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const QApplication application(argc, argv);
   QApplication::setStyle(new tollbrook::Style);
+  // No hand clicks as soon as a test does.
+  QApplication::setDoubleClickInterval(0);
   return RUN_ALL_TESTS();
 }

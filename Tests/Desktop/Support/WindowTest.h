@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QWidget>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -70,6 +71,18 @@ class LargerFont {
 
  private:
   const QFont before_;
+};
+
+/// How long a second click may take to make a double click, while this lives.
+class DoubleClickInterval {
+ public:
+  explicit DoubleClickInterval(std::chrono::milliseconds interval);
+  ~DoubleClickInterval();
+  DoubleClickInterval(const DoubleClickInterval&) = delete;
+  DoubleClickInterval& operator=(const DoubleClickInterval&) = delete;
+
+ private:
+  const int before_;
 };
 
 /// What a file manager hands over when these are dragged.
