@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 #include "Support/StandIn.h"
@@ -83,19 +84,35 @@ bool Trace::hasOpened(const std::filesystem::path& folder) const {
 }
 
 std::vector<std::string> Trace::callsOfMainThread(const std::filesystem::path& folder) const {
-  const std::string thread = mainThread();
   std::vector<std::string> found;
-  std::istringstream lines(readFile(log_));
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& call : callsOfMainThread()) {
     // A name in the arguments of the program, which a sanitizer reads again, or in what another program says
     // touches no file.
-    const bool isText = line.find(" execve(") != std::string::npos ||
-                        line.find("<socket:") != std::string::npos ||
-                        line.find("/cmdline>, ") != std::string::npos;
-    const bool names = line.find(folder.string()) != std::string::npos;
-    if (line.starts_with(thread + ' ') && names && !isText) found.push_back(line);
+    const bool isText = call.find(" execve(") != std::string::npos ||
+                        call.find("<socket:") != std::string::npos ||
+                        call.find("/cmdline>, ") != std::string::npos;
+    if (call.find(folder.string()) != std::string::npos && !isText) found.push_back(call);
   }
   return found;
+}
+
+std::vector<std::string> Trace::callsOfMainThread() const {
+  constexpr std::string_view unfinished = " <unfinished ...>", resumed = " resumed>";
+  const std::string prefix = mainThread() + ' ';
+  std::vector<std::string> calls;
+  std::istringstream lines(readFile(log_));
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with(prefix)) continue;
+    // A call in which another thread did something comes in two pieces.
+    const auto rest = line.find(resumed);
+    if (!calls.empty() && calls.back().ends_with(unfinished) && rest != std::string::npos) {
+      calls.back().erase(calls.back().size() - unfinished.size());
+      calls.back() += line.substr(rest + resumed.size());
+    } else {
+      calls.push_back(line);
+    }
+  }
+  return calls;
 }
 
 // Which writes the first line.

@@ -60,6 +60,7 @@ class Trace {
 
  private:
   std::string mainThread() const;
+  std::vector<std::string> callsOfMainThread() const;
 
   TemporaryFolder temporary_;
   const std::filesystem::path log_ = temporary_ / "strace.log";
