@@ -43,9 +43,12 @@ Actions::Actions(AppModel& model, QObject* parent)
 }
 
 void Actions::update() {
-  scanFolder_->setEnabled(model_.folder().has_value() && !model_.isBusy());
+  const bool busy = model_.isBusy();
+  // The focus of a button that goes passes to the next one in the toolbar that is there: to "Stop".
+  if (busy) stop_->setEnabled(true);
   writeMetadata_->setEnabled(model_.canApply());
-  stop_->setEnabled(model_.isBusy());
+  scanFolder_->setEnabled(model_.folder().has_value() && !busy);
+  if (!busy) stop_->setEnabled(false);
 }
 
 }  // namespace tollbrook

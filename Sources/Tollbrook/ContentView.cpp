@@ -1,5 +1,6 @@
 #include "Tollbrook/ContentView.h"
 
+#include <QApplication>
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QMimeData>
@@ -65,6 +66,8 @@ QLayout* ContentView::makeToolbar(Actions& actions) {
     button->setObjectName(action->objectName() + QStringLiteral("ToolButton"));
     button->setFocusPolicy(Qt::TabFocus);
   }
+  stopButton_ = toolbar_->widgetForAction(actions.stop());
+  connect(qApp, &QApplication::focusChanged, this, &ContentView::followFocus);
   // The commands stand at the window's end, away from the inspector, which has buttons of its own.
   auto* row = new QHBoxLayout;
   row->setContentsMargins({});
@@ -99,6 +102,17 @@ void ContentView::dropEvent(QDropEvent* event) {
 void ContentView::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
   dropFrame_->setGeometry(rect());
+}
+
+// A button that is disabled passes the focus on: "Scan" and "Write Metadata" to "Stop", which gives it back
+// instead of handing it to the inspector.
+void ContentView::followFocus(QWidget* before) {
+  if (before == nullptr || before->parentWidget() != toolbar_ || before->isEnabled()) return;
+  if (before != stopButton_) {
+    gaveWay_ = before;
+  } else if (gaveWay_ != nullptr) {
+    gaveWay_->setFocus();
+  }
 }
 
 void ContentView::setDropTargeted(bool targeted) {

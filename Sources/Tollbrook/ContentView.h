@@ -34,9 +34,12 @@ class ContentView : public QWidget {
  private:
   QLayout* makeToolbar(Actions& actions);
   void setDropTargeted(bool targeted);
+  void followFocus(QWidget* before);
 
   AppModel& model_;
   QToolBar* toolbar_ = nullptr;
+  QWidget* stopButton_ = nullptr;
+  QWidget* gaveWay_ = nullptr;  ///< the button that had the focus before "Stop"
   DropFrame* dropFrame_;
   bool dropTargeted_ = false;
 };

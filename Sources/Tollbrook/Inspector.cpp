@@ -331,15 +331,25 @@ void Inspector::showOptions() {
 
 void Inspector::showBusy() {
   const bool busy = model_.isBusy();
-  recursive_->setEnabled(!busy);
   statusLine_->holdHeight(busy);
-  if (!busy) write_->setEnabled(model_.canApply());
-
-  // Of the two buttons the one that comes is there before the other goes, to be handed the focus.
-  (busy ? running_ : write_)->show();
-  SettlingButton* const going = busy ? write_ : stop_;
-  if (window()->focusWidget() == going) (busy ? stop_ : write_)->setFocus();
-  (busy ? write_ : running_)->hide();
+  // What comes is there before the other goes, to be handed the focus, which Qt would else give to whatever
+  // is next: to an option, whose turn the next press of the space bar would be.
+  if (busy) {
+    running_->show();
+    QWidget* const focus = window()->focusWidget();
+    if (focus == write_ || focus == recursive_) {
+      gaveWay_ = focus;
+      stop_->setFocus();
+    }
+    write_->hide();
+    recursive_->setEnabled(false);
+  } else {
+    recursive_->setEnabled(true);
+    write_->setEnabled(model_.canApply());
+    write_->show();
+    if (window()->focusWidget() == stop_) (gaveWay_ == nullptr ? write_ : gaveWay_)->setFocus();
+    running_->hide();
+  }
 }
 
 void Inspector::showProgress() {

@@ -78,6 +78,7 @@ class Inspector : public QWidget {
   SettlingButton* write_ = nullptr;
   SettlingButton* stop_ = nullptr;
   QWidget* running_ = nullptr;
+  QWidget* gaveWay_ = nullptr;  ///< what had the focus before the stop button
   QProgressBar* progress_ = nullptr;
   ElidedLabel* currentFile_ = nullptr;
   SelectableText* statusLine_ = nullptr;

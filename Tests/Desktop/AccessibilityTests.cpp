@@ -160,6 +160,37 @@ TEST_F(AccessibilityTest, HandsTheFocusFromWritingToStoppingAndBack) {
   EXPECT_EQ(QApplication::focusWidget(), find("statusLine"));
 }
 
+// Else the next press of the space bar would switch an option.
+TEST_F(AccessibilityTest, HandsTheFocusOfAToggleToStoppingAndBack) {
+  addPair("a.jpg");
+  scanRoot();
+  test::FolderLock lock(root());
+  const RestoreOptions options = model_->options();
+  find("recursive")->setFocus();
+  model_->apply();
+  EXPECT_EQ(QApplication::focusWidget(), find("stopButton"));
+  lock.release();
+  ASSERT_TRUE(waitUntilIdle());
+  ASSERT_EQ(QApplication::focusWidget(), find("recursive"));
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+  EXPECT_FALSE(model_->recursive());
+  EXPECT_EQ(model_->options(), options);
+}
+
+TEST_F(AccessibilityTest, HandsTheFocusOfTheToolbarToItsStopButtonAndBack) {
+  addPair("a.jpg");
+  scanRoot();
+  for (const char* name : {"writeMetadataToolButton", "scanFolderToolButton"}) {
+    test::FolderLock lock(root());
+    find(name)->setFocus();
+    model_->apply();
+    EXPECT_EQ(QApplication::focusWidget(), find("stopToolButton"));
+    lock.release();
+    ASSERT_TRUE(waitUntilIdle());
+    EXPECT_EQ(QApplication::focusWidget(), find(name));
+  }
+}
+
 TEST_F(AccessibilityTest, ScrollsToWhatTheTabKeyGoesTo) {
   window_->resize(window_->minimumSizeHint());
   find("folderCard")->setFocus();
