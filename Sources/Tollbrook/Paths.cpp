@@ -10,17 +10,19 @@ namespace tollbrook::Paths {
 
 namespace {
 
-bool turnsTextRound(QChar character) {
+/// Breaks the line, turns what follows it round or does something else than being seen.
+bool isControl(QChar character) {
   const char16_t unit = character.unicode();
-  return (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069) || unit == 0x200E ||
-         unit == 0x200F || unit == 0x061C;
+  return character.category() == QChar::Other_Control || unit == QChar::LineSeparator ||
+         unit == QChar::ParagraphSeparator || (unit >= 0x202A && unit <= 0x202E) ||
+         (unit >= 0x2066 && unit <= 0x2069) || unit == 0x200E || unit == 0x200F || unit == 0x061C;
 }
 
 }  // namespace
 
 QString shownText(std::string_view text) {
   QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-  std::replace_if(shown.begin(), shown.end(), turnsTextRound, QChar(QChar::ReplacementCharacter));
+  std::replace_if(shown.begin(), shown.end(), isControl, QChar(QChar::ReplacementCharacter));
   return shown;
 }
 

@@ -10,9 +10,9 @@
 /// Between the bytes of a path and the texts of a window.
 namespace tollbrook::Paths {
 
-/// A text with names of files in it, such as an error of the engine, as it is shown. What is not UTF-8 is
-/// shown as U+FFFD, and so is a character that would turn what stands after it round (Unicode UAX #9,
-/// "explicit directional formatting characters" and "implicit directional marks").
+/// A text with names of files in it, such as an error of the engine, as it is shown: in one line. What is not
+/// UTF-8 is shown as U+FFFD, and so is a control character and one that would turn what stands after it round
+/// (Unicode UAX #9, "explicit directional formatting characters" and "implicit directional marks").
 QString shownText(std::string_view text);
 
 /// The path as it is shown, which therefore does not lead back to the file.

@@ -46,6 +46,11 @@ TEST(Paths, AreShownWithoutTheCharactersThatTurnTextRound) {
             "می‌خواهم 👨‍👩‍👧.jpg"_s);
 }
 
+TEST(Paths, AreShownInOneLine) {
+  EXPECT_EQ(Paths::shownName("/photos/a\nb\r\tc\x7f\x1b.jpg"), "a\uFFFDb\uFFFD\uFFFDc\uFFFD\uFFFD.jpg"_s);
+  EXPECT_EQ(Paths::shownText("a\u0085b\u2028c\u2029d: no"), "a\uFFFDb\uFFFDc\uFFFDd: no"_s);
+}
+
 TEST(Paths, AreNoMarkupInAToolTip) {
   EXPECT_EQ(Paths::toolTip("IMG_1 <3.jpg"_s), "IMG_1 <3.jpg"_s);
   const QString shown = Paths::toolTip("<img src=x>.jpg"_s);
