@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
+#include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <utility>
@@ -20,7 +21,7 @@ MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* paren
     : QMainWindow(parent), model_(model), actions_(new Actions(model, this)), patience_(new QTimer(this)) {
   setObjectName(QStringLiteral("mainWindow"));
   setWindowTitle(tr("Tollbrook"));
-  resize(980, 660);
+  resize(firstSize(screen()->availableSize()));
   addMenus();
   addContent(fileManager);
 
@@ -32,6 +33,13 @@ MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* paren
   connect(&model_, &AppModel::isApplyingChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::isScanningChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::outcomeChanged, this, &MainWindow::showResult, Qt::QueuedConnection);
+}
+
+// Not every window manager makes a window smaller that would not fit.
+QSize MainWindow::firstSize(const QSize& room) {
+  constexpr QSize usual(980, 660);
+  constexpr int frame = 40;  // at most, above the window
+  return usual.boundedTo({room.width(), room.height() - frame});
 }
 
 void MainWindow::addMenus() {

@@ -25,6 +25,9 @@ class MainWindow : public QMainWindow {
 
   MainWindow(AppModel& model, FileManager& fileManager, QWidget* parent = nullptr);
 
+  /// How large it opens on a screen with so much room.
+  static QSize firstSize(const QSize& room);
+
   Actions& actions() const { return *actions_; }
 
   /// Whether it has been closed, or will be once the file in hand is finished.

@@ -84,6 +84,11 @@ TEST_F(TollbrookAppTest, OpensAWindowOfThisTitleAndSize) {
   EXPECT_EQ(window().size(), QSize(980, 660));
 }
 
+TEST_F(TollbrookAppTest, OpensNoLargerThanTheScreen) {
+  EXPECT_EQ(MainWindow::firstSize({980, 700}), QSize(980, 660));
+  EXPECT_EQ(MainWindow::firstSize({800, 500}), QSize(800, 460));
+}
+
 TEST_F(TollbrookAppTest, HasItsCommandsInTheMenus) {
   EXPECT_THAT(texts(*window().findChild<QMenu*>("fileMenu"_s)), ElementsAre("Choose Folder…"_s, "Quit"_s));
   EXPECT_THAT(texts(*window().findChild<QMenu*>("fixMenu"_s)),

@@ -19,7 +19,9 @@ void printUnlessExpected(QtMsgType type, const QMessageLogContext& context, cons
 // The main function of every desktop test: widgets need an application object before anything else. The tests
 // draw into memory.
 int main(int argc, char** argv) {
-  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" TOLLBROOK_TEST_SCREEN);
+  }
   usualHandler = qInstallMessageHandler(printUnlessExpected);
   testing::InitGoogleTest(&argc, argv);
   const QApplication application(argc, argv);
