@@ -15,7 +15,7 @@ bool SettlingButton::hitButton(const QPoint& position) const {
 }
 
 void SettlingButton::keyPressEvent(QKeyEvent* event) {
-  if (!isSettling()) return QPushButton::keyPressEvent(event);
+  if (!isSettling() && !event->isAutoRepeat()) return QPushButton::keyPressEvent(event);
   event->ignore();
 }
 

@@ -6,7 +6,7 @@
 namespace tollbrook {
 
 /// A button that comes where another was. For the time of a double click it takes no click and no key, since
-/// these were meant for the other: it may stand for the opposite.
+/// these were meant for the other: it may stand for the opposite. A key that is held down clicks it once.
 class SettlingButton : public QPushButton {
   Q_OBJECT
 

@@ -1,9 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QContextMenuEvent>
-#include <QGuiApplication>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QProgressBar>
@@ -271,6 +272,17 @@ TEST_F(InspectorTest, TakesNoDoubleClickForOneOnTheButtonThatComes) {
   EXPECT_FALSE(model_->isApplying());
   click("writeButton");
   EXPECT_TRUE(model_->isApplying());
+  EXPECT_TRUE(waitUntilIdle());
+}
+
+TEST_F(InspectorTest, WritesOnceForAKeyThatIsHeldDown) {
+  addPair("a.jpg");
+  scanRoot();
+  for (const bool repeats : {true, false}) {
+    QKeyEvent event(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r"_s, repeats);
+    QApplication::sendEvent(find("writeButton"), &event);
+    EXPECT_EQ(model_->isApplying(), !repeats);
+  }
   EXPECT_TRUE(waitUntilIdle());
 }
 
