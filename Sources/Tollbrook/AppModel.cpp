@@ -58,7 +58,7 @@ AppModel::AppModel(KeepAwake& keepAwake, FolderChooser& folderChooser, QObject* 
       keepAwake_(keepAwake),
       folderChooser_(folderChooser),
       statusLine_(tr("Choose a folder of Google Photos downloads.")) {
-  // One after the other, so that of two drops the later one counts.
+  // One after the other, so that of several drops the last one counts.
   lookups_.setMaxThreadCount(1);
 }
 
@@ -148,10 +148,10 @@ bool AppModel::acceptDrop(const QList<QUrl>& urls) {
 }
 
 void AppModel::takeDrop(const std::optional<std::filesystem::path>& folder) {
-  --drops_;
-  if (folder) setFolder(*folder);
-  if (drops_ > 0 || !postponed_) return;
-  resume(std::exchange(postponed_, nullptr));
+  if (folder) dropped_ = folder;
+  if (--drops_ > 0) return;
+  if (dropped_) setFolder(*std::exchange(dropped_, std::nullopt));
+  if (postponed_) resume(std::exchange(postponed_, nullptr));
 }
 
 void AppModel::scan() {

@@ -162,6 +162,17 @@ TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsDroppedMeanwhile) {
   EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
 
+TEST_F(AppModelResumeTest, TakesTheLastOfSeveralDrops) {
+  const path last = temporary_ / "last";
+  std::filesystem::create_directory(last);
+  for (const path& dropped : {root(), last, temporary_ / "gone"}) {
+    EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(dropped)}));
+  }
+  EXPECT_TRUE(settle(*model_));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->folder(), last);
+}
+
 TEST_F(AppModelResumeTest, ContinuesWhenWhatIsDroppedMeanwhileIsGone) {
   const path photo = addPair("a.jpg");
   leaveUnfinishedJob(true, test::datesOnly());
