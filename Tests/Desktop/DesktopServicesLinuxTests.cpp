@@ -283,6 +283,7 @@ TEST_F(FolderChooserTest, AsksForOneFolder) {
   ASSERT_NE(dialog(), nullptr);
   EXPECT_EQ(dialog()->fileMode(), QFileDialog::Directory);
   EXPECT_TRUE(dialog()->testOption(QFileDialog::ShowDirsOnly));
+  EXPECT_THAT(dialog()->supportedSchemes(), ElementsAre("file"_s));
   EXPECT_EQ(dialog()->labelText(QFileDialog::Accept), "Choose"_s);
   EXPECT_EQ(dialog()->windowTitle(), "Pick a folder."_s);
   EXPECT_TRUE(dialog()->isModal());

@@ -22,12 +22,15 @@ class FolderDialog : public FolderChooser {
     dialog_->setAttribute(Qt::WA_DeleteOnClose);
     dialog_->setFileMode(QFileDialog::Directory);
     dialog_->setOption(QFileDialog::ShowDirsOnly);
+    // Desktops also have folders that no path leads to.
+    dialog_->setSupportedSchemes({QStringLiteral("file")});
     dialog_->setLabelText(QFileDialog::Accept, prompt);
-    QObject::connect(dialog_, &QDialog::accepted, dialog_,
-                     [dialog = dialog_.get(), chosen = std::move(chosen)] {
-                       if (const auto urls = dialog->selectedUrls(); !urls.isEmpty())
-                         chosen(Paths::fromUrl(urls.front()));
-                     });
+    QObject::connect(
+        dialog_, &QDialog::accepted, dialog_, [dialog = dialog_.get(), chosen = std::move(chosen)] {
+          const QList<QUrl> urls = dialog->selectedUrls();
+          const auto folder = urls.isEmpty() ? std::filesystem::path() : Paths::fromUrl(urls.front());
+          if (!folder.empty()) chosen(folder);
+        });
     dialog_->open();
   }
 
