@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QMenu>
 #include <QPainter>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTableView>
@@ -184,10 +185,13 @@ void DetailList::takeSelection() {
   selection_ = selected.isEmpty() ? std::nullopt : std::optional(rows_->id(selected.first().row()));
 }
 
-// New rows come without a selection; the same pair is selected again where it is shown.
+// New rows come without a selection; the same pair is selected again where it is shown. What is in sight
+// stays, which the user may have scrolled to since.
 void DetailList::showSelection() {
   if (const std::optional<int> row = selection_ ? rows_->rowOf(*selection_) : std::nullopt) {
+    const int inSight = table_->verticalScrollBar()->value();
     table_->selectRow(*row);
+    table_->verticalScrollBar()->setValue(inSight);
   }
   resetting_ = false;
 }

@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTableView>
 #include <QTest>
 #include <QTextDocument>
@@ -305,6 +306,20 @@ TEST_F(DetailListTest, KeepsTheSelectedPairSelectedThroughFiltersAndScans) {
   ASSERT_TRUE(waitUntilIdle());
   ASSERT_EQ(table()->selectionModel()->selectedRows().size(), 1);
   EXPECT_EQ(table()->selectionModel()->selectedRows().front().row(), 1);
+}
+
+TEST_F(DetailListTest, StaysWhereItWasScrolledToWhenTheFolderIsScannedAgain) {
+  addPairs(60);
+  scanRoot();
+  select(3);
+  QScrollBar* bar = table()->verticalScrollBar();
+  bar->setValue(bar->maximum());
+  const int inSight = bar->value();
+  ASSERT_GT(inSight, 500);
+  model_->scan();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(bar->value(), inSight);
+  EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 1);
 }
 
 TEST_F(DetailListTest, RevealsThePhotoAndItsSidecar) {
