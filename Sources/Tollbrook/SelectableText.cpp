@@ -32,10 +32,8 @@ SelectableText::SelectableText(Typography::TextStyle style, Tone tone, QWidget* 
   viewport()->setAutoFillBackground(false);
   document()->setDocumentMargin(Style::focusRoom);
   measured_.setDocumentMargin(Style::focusRoom);
-  QTextOption wrapping = measured_.defaultTextOption();
-  wrapping.setWrapMode(wordWrapMode());
-  measured_.setDefaultTextOption(wrapping);
   restyle();
+  align();
 }
 
 void SelectableText::setText(const QString& text) {
@@ -73,6 +71,7 @@ int SelectableText::heightForWidth(int width) const {
 
 void SelectableText::changeEvent(QEvent* event) {
   QTextEdit::changeEvent(event);
+  if (event->type() == QEvent::LayoutDirectionChange) align();
   if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
     restyle();
   }
@@ -105,6 +104,13 @@ void SelectableText::wheelEvent(QWheelEvent* event) {
 void SelectableText::scrollContentsBy(int dx, int dy) {
   QTextEdit::scrollContentsBy(dx, dy);
   viewport()->update();
+}
+
+// Like the labels: a text would else begin where its own letters do.
+void SelectableText::align() {
+  QTextOption option((isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute);
+  option.setWrapMode(wordWrapMode());
+  for (QTextDocument* lines : {document(), &measured_}) lines->setDefaultTextOption(option);
 }
 
 void SelectableText::restyle() {

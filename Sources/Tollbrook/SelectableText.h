@@ -42,6 +42,7 @@ class SelectableText : public QTextEdit {
 
  private:
   void restyle();
+  void align();
 
   Typography::TextStyle style_;
   Tone tone_;

@@ -5,6 +5,9 @@
 #include <QLabel>
 #include <QTableView>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QTextLayout>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Tollbrook/PairTableModel.h"
@@ -80,6 +83,14 @@ TEST_P(RightToLeftTest, BeginsNumbersAndNamesAtTheRight) {
     EXPECT_TRUE(find<QLabel>(name)->alignment().testFlag(Qt::AlignRight)) << name;
     EXPECT_TRUE(find<QLabel>(name)->alignment().testFlag(Qt::AlignAbsolute)) << name;
   }
+}
+
+TEST_P(RightToLeftTest, BeginsItsSelectableTextsAtTheRight) {
+  const auto* status = find<QTextEdit>("statusLine");
+  ASSERT_FALSE(status->toPlainText().isEmpty());
+  const QRectF line = status->document()->firstBlock().layout()->lineAt(0).naturalTextRect();
+  EXPECT_GT(line.left(), 20);
+  EXPECT_NEAR(line.right(), status->viewport()->width() - 2 * status->document()->documentMargin(), 2);
 }
 
 TEST_P(RightToLeftTest, PointsOnwardsToTheLeft) {
