@@ -15,10 +15,14 @@ struct Announcement {
 // The values that screen readers were told of.
 std::vector<Announcement> announcements;
 
+// What they were told to speak at once.
+std::vector<const QObject*> alerts;
+
 }  // namespace
 
 // In place of Qt's own, which tells nobody on a desktop without screen readers. All of Qt calls this one.
 void QAccessible::updateAccessibility(QAccessibleEvent* event) {
+  if (event->type() == QAccessible::Alert) alerts.push_back(event->object());
   if (event->type() != QAccessible::ValueChanged) return;
   const auto* change = static_cast<QAccessibleValueChangeEvent*>(event);
   announcements.push_back({change->object(), change->value().toInt()});
@@ -41,6 +45,14 @@ TEST_F(AnnouncementTest, TellsScreenReadersOfTheProgress) {
   EXPECT_GT(full, 0);
   EXPECT_THAT(announcements, testing::Contains(testing::AllOf(testing::Field(&Announcement::object, bar),
                                                               testing::Field(&Announcement::value, full))));
+}
+
+TEST_F(AnnouncementTest, LetsScreenReadersSpeakItsNoticesAtOnce) {
+  alerts.clear();
+  window_->sayBusy("Holidays 2019");
+  EXPECT_THAT(alerts, testing::ElementsAre(find("busyNotice")));
+  EXPECT_EQ(find("busyNotice")->accessibleName(),
+            "Tollbrook is busy. Open Holidays 2019 again when it has finished."_s);
 }
 
 }  // namespace
