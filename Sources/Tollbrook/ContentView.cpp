@@ -56,6 +56,9 @@ ContentView::ContentView(AppModel& model, Actions& actions, FileManager& fileMan
   column->addWidget(columns, 1);
 }
 
+// The focus still moves while the parts are destroyed, after this.
+ContentView::~ContentView() { disconnect(qApp, nullptr, this, nullptr); }
+
 QLayout* ContentView::makeToolbar(Actions& actions) {
   toolbar_ = new QToolBar(tr("Commands"), this);
   toolbar_->setObjectName(QStringLiteral("toolbar"));

@@ -19,6 +19,7 @@ class ContentView : public QWidget {
 
  public:
   ContentView(AppModel& model, Actions& actions, FileManager& fileManager, QWidget* parent = nullptr);
+  ~ContentView() override;
 
   /// Whether something that could be dropped is over the window.
   bool dropTargeted() const { return dropTargeted_; }
