@@ -183,6 +183,19 @@ TEST_F(WorkRunnerTest, FinishesTheFileInHandWhenCancelledAndGoesOnLater) {
   EXPECT_EQ(second.datesSet, 15);
 }
 
+// As a disk that is not plugged in.
+TEST_F(WorkRunnerTest, LeavesTheJobOfAFolderThatIsGoneUnfinished) {
+  writePair(*this / "a.jpg", "x");
+  const auto journal = JobJournal::open(root(), true, options);
+  const path away = store() / "away";
+  std::filesystem::rename(root(), away);
+  const RestoreOutcome outcome = WorkRunner::run(root(), true, options, *journal, 7, never, {}, writer);
+  std::filesystem::rename(away, root());
+  EXPECT_EQ(outcome.attempted, 0);
+  EXPECT_THAT(outcome.errors, IsEmpty());
+  EXPECT_EQ(record().phase, JobJournal::Phase::writing);
+}
+
 TEST_F(WorkRunnerTest, CancelledAtOnceTouchesNothing) {
   writePair(*this / "a.jpg", "x");
   writeFile(*this / ".tollbrook-1.jpg", "x");

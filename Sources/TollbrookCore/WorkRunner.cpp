@@ -9,6 +9,7 @@
 #include "TollbrookCore/FileRestorer.h"
 #include "TollbrookCore/FolderWalker.h"
 #include "TollbrookCore/SidecarParser.h"
+#include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::WorkRunner {
 namespace {
@@ -89,6 +90,9 @@ class Run : public FolderWalker::Visitor {
     sawEverything_ = false;
     fail(path.lexically_relative(root_).native(), "Could not be read");
   }
+
+  /// A folder that is closed or gone, as a disk that is not plugged in, is not finished.
+  void missRoot() { sawEverything_ = false; }
 
   RestoreOutcome finish() {
     if (shouldCancel()) {
@@ -209,6 +213,7 @@ RestoreOutcome run(const std::filesystem::path& root, bool recursive, const Rest
                    const std::function<void(const WorkProgress&)>& progress,
                    const EmbeddedWriter::Settings& writer) {
   Run run(root, options, journal, totalHint, shouldCancel, progress, writer);
+  if (Files::folderError(root)) run.missRoot();
   FolderWalker::walk(root, recursive, run);
   return run.finish();
 }

@@ -1,6 +1,6 @@
 #include "Folder.h"
 
-#include <unistd.h>
+#include <system_error>
 
 #include "Commands.h"
 #include "Console.h"
@@ -17,10 +17,8 @@ std::filesystem::path namedFolder(const std::filesystem::path& folder) {
 
 std::filesystem::path readableFolder(const std::filesystem::path& folder) {
   std::filesystem::path path = namedFolder(folder);
-  const Files::Descriptor opened = Files::openFolder(path);
-  // A folder that may be listed but not entered shows names and none of the files.
-  if (!opened || faccessat(opened.get(), ".", X_OK, 0) != 0) {
-    throw CannotStart(Console::shown(path) + ": " + Files::lastError().message());
+  if (const std::error_code error = Files::folderError(path)) {
+    throw CannotStart(Console::shown(path) + ": " + error.message());
   }
   return path;
 }

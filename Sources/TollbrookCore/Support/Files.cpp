@@ -142,6 +142,13 @@ Descriptor openFolder(const std::filesystem::path& folder) {
   return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
 }
 
+std::error_code folderError(const std::filesystem::path& folder) {
+  const Descriptor opened = openFolder(folder);
+  // One that may be listed but not entered shows names and none of the files.
+  if (!opened || faccessat(opened.get(), ".", X_OK, 0) != 0) return lastError();
+  return {};
+}
+
 bool isAt(int descriptor, const std::filesystem::path& path, std::error_code& error) {
   struct stat held {};
   struct stat named {};
