@@ -18,6 +18,8 @@ namespace {
 // Secondary threads of macOS have half a megabyte; a deep tree is walked with that of a main thread.
 constexpr unsigned stackBytes = 8U << 20U;
 
+constexpr int mostLookups = 8;
+
 // Folders of this many files are not scanned again after a run.
 constexpr std::int64_t tooManyToRescan = FolderScanner::previewLimit;
 
@@ -58,8 +60,8 @@ AppModel::AppModel(KeepAwake& keepAwake, FolderChooser& folderChooser, QObject* 
       keepAwake_(keepAwake),
       folderChooser_(folderChooser),
       statusLine_(tr("Choose a folder of Google Photos downloads.")) {
-  // One after the other, so that of several drops the last one counts.
-  lookups_.setMaxThreadCount(1);
+  // Beside each other, since one at a disk that does not answer may last for ever.
+  lookups_.setMaxThreadCount(mostLookups);
 }
 
 AppModel::~AppModel() {
@@ -148,10 +150,9 @@ bool AppModel::acceptDrop(const QList<QUrl>& urls) {
 }
 
 void AppModel::takeDrop(const std::optional<std::filesystem::path>& folder) {
-  if (folder) dropped_ = folder;
-  if (--drops_ > 0) return;
-  if (dropped_) setFolder(*std::exchange(dropped_, std::nullopt));
-  if (postponed_) resume(std::exchange(postponed_, nullptr));
+  --drops_;
+  if (folder) setFolder(*folder);
+  if (drops_ == 0 && postponed_) resume(std::exchange(postponed_, nullptr));
 }
 
 void AppModel::scan() {
@@ -235,8 +236,11 @@ void AppModel::apply(std::shared_ptr<JobJournal> journal) {
 
 void AppModel::writeInBackground(Run& run) {
   try {
+    // A disk that is not plugged in would else look like a folder with nothing to do.
+    if (const std::error_code error = Files::folderError(run.folder)) throw std::system_error(error);
     if (!run.journal) run.journal = JobJournal::open(run.folder, run.recursive, run.options);
   } catch (const std::exception& error) {
+    run.journal.reset();
     onMainThread([this, text = description(error)] { failApply(text); });
     return;
   }

@@ -162,9 +162,8 @@ class AppModel : public QObject {
   QString lastError_;
   QString resumeFolderName_;
 
-  int drops_ = 0;                                 ///< that are being looked at
-  std::optional<std::filesystem::path> dropped_;  ///< the folder of the last that came to something
-  std::shared_ptr<JobJournal> postponed_;         ///< the job to continue if they come to nothing
+  int drops_ = 0;                          ///< that are being looked at
+  std::shared_ptr<JobJournal> postponed_;  ///< the job to continue if they come to nothing
 
   CancelFlag cancelFlag_;
   std::unique_ptr<KeepAwake::Activity> activity_;

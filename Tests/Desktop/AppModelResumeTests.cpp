@@ -162,15 +162,21 @@ TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsDroppedMeanwhile) {
   EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
 
-TEST_F(AppModelResumeTest, TakesTheLastOfSeveralDrops) {
-  const path last = temporary_ / "last";
-  std::filesystem::create_directory(last);
-  for (const path& dropped : {root(), last, temporary_ / "gone"}) {
-    EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(dropped)}));
-  }
-  EXPECT_TRUE(settle(*model_));
+TEST_F(AppModelResumeTest, LeavesTheJobOfAFolderThatIsClosedUnfinished) {
+  addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  const path away = temporary_ / "away";
+  std::shared_ptr<JobJournal> journal = JobJournal::claimUnfinished();
+  ASSERT_NE(journal, nullptr);
+  std::filesystem::rename(root(), away);
+  model_->setFolder(root());
   ASSERT_TRUE(waitUntilIdle());
-  EXPECT_EQ(model_->folder(), last);
+  model_->apply(std::move(journal));
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->statusLine(), "Could not start a recoverable job."_s);
+  EXPECT_EQ(model_->lastError(), "No such file or directory"_s);
+  std::filesystem::rename(away, root());
+  EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
 
 TEST_F(AppModelResumeTest, ContinuesWhenWhatIsDroppedMeanwhileIsGone) {
