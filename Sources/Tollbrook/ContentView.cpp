@@ -9,6 +9,7 @@
 #include <QToolBar>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "Tollbrook/Actions.h"
 #include "Tollbrook/AppModel.h"
@@ -69,6 +70,7 @@ QLayout* ContentView::makeToolbar(Actions& actions) {
     button->setObjectName(action->objectName() + QStringLiteral("ToolButton"));
     button->setFocusPolicy(Qt::TabFocus);
   }
+  scanButton_ = toolbar_->widgetForAction(actions.scanFolder());
   stopButton_ = toolbar_->widgetForAction(actions.stop());
   connect(qApp, &QApplication::focusChanged, this, &ContentView::followFocus);
   // The commands stand at the window's end, away from the inspector, which has buttons of its own.
@@ -110,12 +112,14 @@ void ContentView::resizeEvent(QResizeEvent* event) {
 // A button that is disabled passes the focus on: "Scan" and "Write Metadata" to "Stop", which gives it back
 // instead of handing it to the inspector.
 void ContentView::followFocus(QWidget* before) {
-  if (before == nullptr || before->parentWidget() != toolbar_ || before->isEnabled()) return;
+  if (before == nullptr || before->parentWidget() != toolbar_) return;
   if (before != stopButton_) {
-    gaveWay_ = before;
-  } else if (gaveWay_ != nullptr) {
-    gaveWay_->setFocus();
+    if (!before->isEnabled()) gaveWay_ = before;
+    return;
   }
+  QWidget* const button = std::exchange(gaveWay_, nullptr);
+  if (stopButton_->isEnabled()) return;
+  (button != nullptr && button->isEnabled() ? button : scanButton_)->setFocus();
 }
 
 void ContentView::setDropTargeted(bool targeted) {

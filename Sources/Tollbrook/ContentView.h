@@ -39,6 +39,7 @@ class ContentView : public QWidget {
 
   AppModel& model_;
   QToolBar* toolbar_ = nullptr;
+  QWidget* scanButton_ = nullptr;
   QWidget* stopButton_ = nullptr;
   QWidget* gaveWay_ = nullptr;  ///< the button that had the focus before "Stop"
   DropFrame* dropFrame_;

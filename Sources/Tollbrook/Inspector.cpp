@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "Tollbrook/Actions.h"
 #include "Tollbrook/AppModel.h"
@@ -347,7 +348,8 @@ void Inspector::showBusy() {
     recursive_->setEnabled(true);
     write_->setEnabled(model_.canApply());
     write_->show();
-    if (window()->focusWidget() == stop_) (gaveWay_ == nullptr ? write_ : gaveWay_)->setFocus();
+    QWidget* const before = std::exchange(gaveWay_, nullptr);
+    if (window()->focusWidget() == stop_) (before == nullptr ? write_ : before)->setFocus();
     running_->hide();
   }
 }

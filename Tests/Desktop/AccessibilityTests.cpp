@@ -175,6 +175,28 @@ TEST_F(AccessibilityTest, HandsTheFocusOfAToggleToStoppingAndBack) {
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
   EXPECT_FALSE(model_->recursive());
   EXPECT_EQ(model_->options(), options);
+
+  // The next run is nothing to the toggle.
+  find("pairs")->setFocus();
+  test::FolderLock again(root());
+  model_->apply();
+  find("stopButton")->setFocus();
+  again.release();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(QApplication::focusWidget(), find("writeButton"));
+}
+
+TEST_F(AccessibilityTest, LeavesTheFocusInTheToolbarWhenThereIsNothingLeftToWrite) {
+  addPair("a.jpg");
+  RestoreOptions options = model_->options();
+  options.deleteSidecars = true;
+  model_->setOptions(options);
+  scanRoot();
+  find("writeMetadataToolButton")->setFocus();
+  model_->apply();
+  ASSERT_TRUE(waitUntilIdle());
+  ASSERT_FALSE(model_->canApply());
+  EXPECT_EQ(QApplication::focusWidget(), find("scanFolderToolButton"));
 }
 
 TEST_F(AccessibilityTest, HandsTheFocusOfTheToolbarToItsStopButtonAndBack) {
