@@ -185,14 +185,23 @@ void DetailList::takeSelection() {
   selection_ = selected.isEmpty() ? std::nullopt : std::optional(rows_->id(selected.first().row()));
 }
 
-// New rows come without a selection; the same pair is selected again where it is shown. What is in sight
-// stays, which the user may have scrolled to since.
+// New rows come without a selection; the same pair is selected again where it is shown. It is scrolled to
+// only among those of another filter: in a list that was scanned again, the user may have scrolled away from
+// it.
 void DetailList::showSelection() {
   if (const std::optional<int> row = selection_ ? rows_->rowOf(*selection_) : std::nullopt) {
-    const int inSight = table_->verticalScrollBar()->value();
+    const int across = table_->horizontalScrollBar()->value(), down = table_->verticalScrollBar()->value();
     table_->selectRow(*row);
-    table_->verticalScrollBar()->setValue(inSight);
+    if (model_.filter() == shownFilter_) {
+      table_->horizontalScrollBar()->setValue(across);
+      table_->verticalScrollBar()->setValue(down);
+    } else {
+      // Once the scroll bar knows of the new rows.
+      QMetaObject::invokeMethod(
+          table_, [this] { table_->scrollTo(table_->currentIndex()); }, Qt::QueuedConnection);
+    }
   }
+  shownFilter_ = model_.filter();
   resetting_ = false;
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "Tollbrook/RowFilter.h"
 #include "TollbrookCore/Models.h"
 
 class QHBoxLayout;
@@ -59,6 +60,7 @@ class DetailList : public QWidget {
   PairTableDelegate* delegate_;
   std::optional<std::string> selection_;
   bool resetting_ = false;
+  RowFilter shownFilter_ = RowFilter::all;
   bool columnsFit_ = true;  ///< until the user sizes one by hand
   bool fitting_ = false;
 };

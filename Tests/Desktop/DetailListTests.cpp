@@ -322,6 +322,20 @@ TEST_F(DetailListTest, StaysWhereItWasScrolledToWhenTheFolderIsScannedAgain) {
   EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 1);
 }
 
+TEST_F(DetailListTest, ScrollsToTheSelectionAmongTheRowsOfAnotherFilter) {
+  addPairs(60);
+  const path lone = addLonePhoto("IMG_999.jpg");
+  scanRoot();
+  pick(RowFilter::problems);
+  select(0);
+  pick(RowFilter::all);
+  const QModelIndexList selected = table()->selectionModel()->selectedRows();
+  ASSERT_EQ(selected.size(), 1);
+  EXPECT_GT(selected.front().row(), 50);
+  EXPECT_TRUE(waitUntil(
+      [&] { return table()->viewport()->rect().intersects(table()->visualRect(selected.front())); }));
+}
+
 TEST_F(DetailListTest, RevealsThePhotoAndItsSidecar) {
   const path photo = addPair("a.jpg");
   scanRoot();
