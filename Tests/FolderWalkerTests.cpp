@@ -149,6 +149,18 @@ TEST(FolderWalker, OfAMissingRootOrAFileIsEmpty) {
   EXPECT_THAT(visited(folder / "a.jpg"), IsEmpty());
 }
 
+TEST(FolderWalker, SaysWhetherTheRootCouldBeRead) {
+  const TemporaryFolder folder;
+  writeFile(folder / "a.jpg", "x");
+  class : public Visitor {
+    bool shouldCancel() override { return false; }
+    void visit(Folder&, const char*) override {}
+  } visitor;
+  EXPECT_TRUE(walk(folder.path(), true, visitor));
+  EXPECT_FALSE(walk(folder / "missing", true, visitor));
+  EXPECT_FALSE(walk(folder / "a.jpg", true, visitor));
+}
+
 TEST(FolderWalker, PassesOverAFolderThatCannotBeRead) {
   const TemporaryFolder folder;
   writeFile(folder / "closed/a.jpg", "x");

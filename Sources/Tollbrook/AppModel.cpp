@@ -18,6 +18,7 @@ namespace {
 // Secondary threads of macOS have half a megabyte; a deep tree is walked with that of a main thread.
 constexpr unsigned stackBytes = 8U << 20U;
 
+// Beside each other, since one at a disk that does not answer may last for ever.
 constexpr int mostLookups = 8;
 
 // Folders of this many files are not scanned again after a run.
@@ -60,7 +61,6 @@ AppModel::AppModel(KeepAwake& keepAwake, FolderChooser& folderChooser, QObject* 
       keepAwake_(keepAwake),
       folderChooser_(folderChooser),
       statusLine_(tr("Choose a folder of Google Photos downloads.")) {
-  // Beside each other, since one at a disk that does not answer may last for ever.
   lookups_.setMaxThreadCount(mostLookups);
 }
 

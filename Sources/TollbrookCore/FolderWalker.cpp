@@ -194,10 +194,10 @@ class Walk {
  public:
   Walk(bool recursive, Visitor& visitor) : recursive_(recursive), visitor_(visitor) {}
 
-  void run(const std::filesystem::path& root) {
+  bool run(const std::filesystem::path& root) {
     Files::Descriptor descriptor = Files::openFolder(root);
     if (!descriptor) noteUnlessPassedOver(root, errno);
-    enter(root, {}, std::move(descriptor));
+    if (!descriptor || !enter(root, {}, std::move(descriptor))) return false;
     bool stopped = false;
     while (!stack_.empty()) {
       if (stopped || stack_.back()->next_ == stack_.back()->entries_.size()) {
@@ -206,6 +206,7 @@ class Walk {
         stopped = !step(*stack_.back());
       }
     }
+    return true;
   }
 
  private:
@@ -249,16 +250,17 @@ class Walk {
     enter(std::move(path), folder.relativePath(name), std::move(child));
   }
 
-  void enter(std::filesystem::path path, std::string relative, Files::Descriptor descriptor) {
-    if (!descriptor) return;
+  bool enter(std::filesystem::path path, std::string relative, Files::Descriptor descriptor) {
     auto folder =
         std::unique_ptr<Folder>(new Folder(std::move(path), std::move(relative), std::move(descriptor)));
     errno = 0;
     if (!folder->read()) {
       noteUnlessPassedOver(folder->path_, errno);
-    } else if (!isBelowItself(*folder)) {
-      stack_.push_back(std::move(folder));
+      return false;
     }
+    if (isBelowItself(*folder)) return false;
+    stack_.push_back(std::move(folder));
+    return true;
   }
 
   // A folder that is closed to us, or gone, is passed over; one that the system failed to read is another
@@ -287,8 +289,8 @@ class Walk {
   std::vector<std::unique_ptr<Folder>> stack_;
 };
 
-void walk(const std::filesystem::path& root, bool recursive, Visitor& visitor) {
-  Walk(recursive, visitor).run(Files::standardized(root));
+bool walk(const std::filesystem::path& root, bool recursive, Visitor& visitor) {
+  return Walk(recursive, visitor).run(Files::standardized(root));
 }
 
 void forEachMedia(

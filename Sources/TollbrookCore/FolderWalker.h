@@ -90,11 +90,11 @@ class Visitor {
   virtual void lost(const std::filesystem::path&) {}
 };
 
-/// Walks `root` (which may be a link to a folder), its subfolders only when `recursive`. Returns at once when
-/// the root cannot be read. At most two folders are open at a time however deep the tree is, and a folder's
-/// names are let go when the walk leaves it. A folder whose path is too long for the system's calls is passed
-/// over.
-void walk(const std::filesystem::path& root, bool recursive, Visitor& visitor);
+/// Walks `root` (which may be a link to a folder), its subfolders only when `recursive`. False, at once, when
+/// the root cannot be read: it is closed to this user, or gone, as on a disk that is not plugged in. At most
+/// two folders are open at a time however deep the tree is, and a folder's names are let go when the walk
+/// leaves it. A folder whose path is too long for the system's calls is passed over.
+bool walk(const std::filesystem::path& root, bool recursive, Visitor& visitor);
 
 /// The same with two callbacks: `visit` takes the media file and the JSON names of its folder.
 void forEachMedia(const std::filesystem::path& root, bool recursive,

@@ -91,14 +91,11 @@ class Run : public FolderWalker::Visitor {
     fail(path.lexically_relative(root_).native(), "Could not be read");
   }
 
-  /// A folder that is closed or gone, as a disk that is not plugged in, is not finished.
-  void missRoot() { sawEverything_ = false; }
-
-  RestoreOutcome finish() {
+  RestoreOutcome finish(bool sawRoot) {
     if (shouldCancel()) {
       outcome_.cancelled = true;
       saveCounts();
-    } else if (!sawEverything_) {
+    } else if (!sawRoot || !sawEverything_) {
       // Not complete: what could not be read may be readable next time.
       saveCounts();
     } else {
@@ -213,9 +210,8 @@ RestoreOutcome run(const std::filesystem::path& root, bool recursive, const Rest
                    const std::function<void(const WorkProgress&)>& progress,
                    const EmbeddedWriter::Settings& writer) {
   Run run(root, options, journal, totalHint, shouldCancel, progress, writer);
-  if (Files::folderError(root)) run.missRoot();
-  FolderWalker::walk(root, recursive, run);
-  return run.finish();
+  const bool sawRoot = FolderWalker::walk(root, recursive, run);
+  return run.finish(sawRoot);
 }
 
 }  // namespace tollbrook::WorkRunner

@@ -162,7 +162,7 @@ TEST_F(AppModelResumeTest, GivesWayToAFolderThatIsDroppedMeanwhile) {
   EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
 
-TEST_F(AppModelResumeTest, LeavesTheJobOfAFolderThatIsClosedUnfinished) {
+TEST_F(AppModelResumeTest, LeavesTheJobOfAFolderThatIsGoneUnfinished) {
   addPair("a.jpg");
   leaveUnfinishedJob(true, test::datesOnly());
   const path away = temporary_ / "away";
