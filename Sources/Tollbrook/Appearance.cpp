@@ -49,9 +49,9 @@ QColor mixed(const QColor& a, const QColor& b, double share) {
 }
 
 Appearance::Appearance(const QPalette& palette)
-    : dark(palette.color(QPalette::Active, QPalette::Base).lightnessF() < 0.5),
-      text(palette.color(QPalette::Active, QPalette::Text)),
+    : text(palette.color(QPalette::Active, QPalette::Text)),
       surface(palette.color(QPalette::Active, QPalette::Base)),
+      dark(luminance(text) > luminance(surface)),
       chrome(mixed(surface, text, 0.045)),
       stripe(mixed(surface, text, 0.022)),
       hairline(mixed(surface, text, dark ? 0.2 : 0.15)),

@@ -20,9 +20,9 @@ struct Appearance {
   /// That of the application's palette now; kept until the palette changes. Main thread only.
   static const Appearance& current();
 
-  bool dark;
   QColor text;
   QColor surface;        ///< the list, and what stands on the chrome
+  bool dark;             ///< whether the text is lighter than the surface
   QColor chrome;         ///< inspector and toolbar: one step from the surface towards the text
   QColor stripe;         ///< every other row of the list
   QColor hairline;       ///< borders and dividers

@@ -205,10 +205,14 @@ void Style::drawFocus(QPainter& painter, const QWidget& widget, const QRect& rec
 
 void Style::polish(QPalette& palette) {
   QProxyStyle::polish(palette);
-  // Systems give what is disabled a grey that few can read.
-  const QColor disabled = Appearance(palette).tertiaryText;
+  const Appearance shades(palette);
+  // Windows and buttons are drawn in shades of the list, not as dark or light as the system has them; and
+  // what is disabled gets a grey that can be read.
+  palette.setColor(QPalette::Window, shades.chrome);
+  palette.setColor(QPalette::Button, shades.surface);
   for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
-    palette.setColor(QPalette::Disabled, role, disabled);
+    palette.setColor(role, shades.text);
+    palette.setColor(QPalette::Disabled, role, shades.tertiaryText);
   }
   for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
     palette.setColor(group, QPalette::Highlight, Palette::amber);

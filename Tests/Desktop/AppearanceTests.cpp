@@ -13,9 +13,12 @@
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/StatusPill.h"
+#include "Tollbrook/Style.h"
 
 namespace tollbrook {
 namespace {
+
+constexpr double readable = 4.5;
 
 // Once in the system's light palette, once in dark.
 class AppearanceTest : public testing::TestWithParam<bool> {
@@ -23,8 +26,6 @@ class AppearanceTest : public testing::TestWithParam<bool> {
   AppearanceTest() {
     if (GetParam()) dark_ = std::make_unique<test::DarkAppearance>();
   }
-
-  static constexpr double readable = 4.5;
 
  private:
   std::unique_ptr<test::DarkAppearance> dark_;
@@ -131,6 +132,32 @@ TEST_P(AppearanceTest, TellsStatusesApartByHue) {
   EXPECT_NEAR(hue(PairStatus::fixed), 130, 20);
   EXPECT_TRUE(hue(PairStatus::error) <= 8 || hue(PairStatus::error) >= 352) << hue(PairStatus::error);
   EXPECT_LT(shades.status(PairStatus::skipped).hslSaturationF(), 0.1F);
+}
+
+// Themes have dark bars around light lists, or a grey that is neither.
+TEST(OddPaletteTest, ReadsEverywhere) {
+  struct Theme {
+    QColor window, windowText, base, text;
+  };
+  const QColor grey(0x84, 0x84, 0x84);
+  for (const Theme& theme :
+       {Theme{Qt::black, Qt::white, Qt::white, Qt::black}, Theme{Qt::white, Qt::black, Qt::black, Qt::white},
+        Theme{grey, Qt::black, grey, Qt::black}}) {
+    QPalette palette(theme.windowText, theme.window, theme.window, theme.window, theme.window, theme.text,
+                     theme.base);
+    Style().polish(palette);
+    const Appearance shades(palette);
+    EXPECT_EQ(shades.dark, theme.text == Qt::white);
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+      for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::ButtonText, QPalette::Text}) {
+        for (const QPalette::ColorRole ground : {QPalette::Window, QPalette::Button, QPalette::Base}) {
+          EXPECT_GE(contrast(palette.color(group, role), palette.color(group, ground)), readable)
+              << theme.base.name().toStdString() << ' ' << group << ' ' << role << ' ' << ground;
+        }
+        EXPECT_GE(contrast(palette.color(group, role), shades.chrome), readable);
+      }
+    }
+  }
 }
 
 TEST_P(AppearanceTest, SelectsInAmber) {
