@@ -1,15 +1,11 @@
 #include "Tollbrook/DetailList.h"
 
 #include <QEvent>
-#include <QFrame>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
 #include <QStackedWidget>
-#include <QStyle>
-#include <QTableView>
 #include <algorithm>
 
 #include "Tollbrook/AppModel.h"
@@ -17,7 +13,7 @@
 #include "Tollbrook/Desktop/FileManager.h"
 #include "Tollbrook/Divider.h"
 #include "Tollbrook/EmptyStates.h"
-#include "Tollbrook/PairTableDelegate.h"
+#include "Tollbrook/PairTable.h"
 #include "Tollbrook/PairTableModel.h"
 #include "Tollbrook/SegmentedPicker.h"
 #include "Tollbrook/TextLabel.h"
@@ -30,7 +26,6 @@ using Typography::TextStyle;
 enum Content { welcome, noMedia, pairTable };
 
 constexpr int widestFilter = 420;
-constexpr int leastColumnPoints = 48;
 
 QList<SegmentedPicker::Choice> filterChoices() {
   QList<SegmentedPicker::Choice> choices;
@@ -76,6 +71,7 @@ QHBoxLayout* DetailList::makeFilterBar() {
   filter_->setCurrent(static_cast<int>(model_.filter()));
   connect(filter_, &SegmentedPicker::picked, &model_,
           [this](int index) { model_.setFilter(rowFilters.at(static_cast<std::size_t>(index))); });
+  sizeFilter();
   count_ = new TextLabel(QString(), TextStyle::caption, TextLabel::Tone::secondary);
   count_->setObjectName(QStringLiteral("shownCount"));
   bar->addWidget(label);
@@ -86,37 +82,12 @@ QHBoxLayout* DetailList::makeFilterBar() {
 }
 
 QWidget* DetailList::makeTable() {
-  table_ = new QTableView;
+  table_ = new PairTable(*rows_);
   table_->setObjectName(QStringLiteral("pairs"));
-  table_->setAccessibleName(tr("Photos and videos"));
-  table_->setModel(rows_);
-  delegate_ = new PairTableDelegate(*rows_, *table_);
-  table_->setItemDelegate(delegate_);
-  table_->setFrameShape(QFrame::NoFrame);
-  table_->setShowGrid(false);
-  table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-  table_->setSelectionMode(QAbstractItemView::SingleSelection);
-  table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  table_->setTabKeyNavigation(false);
-  table_->setWordWrap(false);
-  table_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-  table_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-  table_->setContextMenuPolicy(Qt::CustomContextMenu);
-  table_->verticalHeader()->hide();
-  QHeaderView* const header = table_->horizontalHeader();
-  header->setHighlightSections(false);
-  header->setSectionsClickable(false);
-  header->setSectionResizeMode(QHeaderView::Interactive);
-  header->setSectionResizeMode(PairTableModel::file, QHeaderView::Stretch);
-  connect(header, &QHeaderView::sectionResized, this, [this](int column) {
-    if (!fitting_ && column != PairTableModel::file) columnsFit_ = false;
-  });
-  table_->viewport()->installEventFilter(this);
   connect(table_, &QWidget::customContextMenuRequested, this, &DetailList::showContextMenu);
   connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &DetailList::takeSelection);
   connect(rows_, &QAbstractItemModel::modelAboutToBeReset, this, [this] { resetting_ = true; });
   connect(rows_, &QAbstractItemModel::modelReset, this, &DetailList::showSelection);
-  restyle();
   return table_;
 }
 
@@ -124,50 +95,12 @@ void DetailList::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), Appe
 
 void DetailList::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);
-  if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) {
-    restyle();
-  }
+  if (event->type() == QEvent::FontChange) sizeFilter();
 }
 
-void DetailList::restyle() {
-  // A larger font may need more than the usual width.
+// A larger font may need more than the usual width.
+void DetailList::sizeFilter() {
   filter_->setMaximumWidth(std::max(widestFilter, filter_->minimumSizeHint().width()));
-  delegate_->restyle();
-  QHeaderView* const header = table_->horizontalHeader();
-  header->setFont(Typography::font(TextStyle::caption));
-  header->setMinimumSectionSize(Typography::scaled(leastColumnPoints));
-  columnsFit_ = true;
-  fitColumns();
-  int least = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
-  for (int column = 0; column < rows_->columnCount(); ++column) least += delegate_->leastWidth(column);
-  table_->setMinimumWidth(least);
-  table_->verticalHeader()->setMinimumSectionSize(delegate_->rowHeight());
-  table_->verticalHeader()->setDefaultSectionSize(delegate_->rowHeight());
-}
-
-// Every column has what it needs to be of use; then the dates get room for their times, and file and sidecar
-// share the rest.
-void DetailList::fitColumns() {
-  if (!columnsFit_) return;
-  using Column = PairTableModel::Column;
-  const auto least = [this](Column column) { return delegate_->leastWidth(column); };
-  const int unfixed = table_->viewport()->width() - least(Column::status);
-  const int taken = std::clamp(unfixed - least(Column::file) - least(Column::sidecar), least(Column::taken),
-                               delegate_->takenWidth());
-  const int names = unfixed - taken;
-  const int sidecar =
-      std::max(least(Column::sidecar), std::min(names * 45 / 100, names - least(Column::file)));
-  fitting_ = true;
-  QHeaderView* const header = table_->horizontalHeader();
-  header->resizeSection(Column::taken, taken);
-  header->resizeSection(Column::sidecar, sidecar);
-  header->resizeSection(Column::status, least(Column::status));
-  fitting_ = false;
-}
-
-bool DetailList::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == table_->viewport() && event->type() == QEvent::Resize) fitColumns();
-  return QWidget::eventFilter(watched, event);
 }
 
 void DetailList::showContent() {
@@ -224,7 +157,11 @@ void DetailList::showContextMenu(const QPoint& position) {
     menu->addAction(tr("Reveal sidecar JSON"), this,
                     [this, sidecar = *pair->sidecar] { fileManager_.reveal(sidecar); });
   }
-  menu->popup(table_->viewport()->mapToGlobal(position));
+  // The menu key asks for it at the row, which may be scrolled out of sight.
+  const QRect seen = table_->viewport()->rect();
+  const QPoint corner(std::clamp(position.x(), seen.left(), seen.right()),
+                      std::clamp(position.y(), seen.top(), seen.bottom()));
+  menu->popup(table_->viewport()->mapToGlobal(corner));
 }
 
 }  // namespace tollbrook

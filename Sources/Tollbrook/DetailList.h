@@ -9,14 +9,13 @@
 
 class QHBoxLayout;
 class QStackedWidget;
-class QTableView;
 
 namespace tollbrook {
 
 class Actions;
 class AppModel;
 class FileManager;
-class PairTableDelegate;
+class PairTable;
 class PairTableModel;
 class SegmentedPicker;
 class TextLabel;
@@ -35,14 +34,12 @@ class DetailList : public QWidget {
  protected:
   void paintEvent(QPaintEvent* event) override;
   void changeEvent(QEvent* event) override;
-  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   QHBoxLayout* makeFilterBar();
   QWidget* makeTable();
 
-  void restyle();
-  void fitColumns();
+  void sizeFilter();
   void showContent();
   void showCount();
   void takeSelection();
@@ -56,13 +53,10 @@ class DetailList : public QWidget {
   SegmentedPicker* filter_;
   TextLabel* count_;
   QStackedWidget* content_;
-  QTableView* table_;
-  PairTableDelegate* delegate_;
+  PairTable* table_;
   std::optional<std::string> selection_;
   bool resetting_ = false;
   RowFilter shownFilter_ = RowFilter::all;
-  bool columnsFit_ = true;  ///< until the user sizes one by hand
-  bool fitting_ = false;
 };
 
 }  // namespace tollbrook

@@ -63,18 +63,31 @@ bool GlyphText::isPlain(const QString& text) const {
          });
 }
 
+double GlyphText::advance(QChar character) const {
+  return static_cast<double>(glyph(character.unicode()).advance);
+}
+
+double GlyphText::length(const QString& text) const {
+  double length = 0;
+  for (const QChar character : text) length += advance(character);
+  return length;
+}
+
+int GlyphText::width(const QString& text) const {
+  if (isPlain(text)) return static_cast<int>(std::ceil(length(text)));
+  constexpr int roundedOff = 1;
+  return metrics_.horizontalAdvance(text) + roundedOff;
+}
+
 GlyphText::Ends GlyphText::fitting(const QString& text, double width, Qt::TextElideMode mode) const {
-  const auto advance = [&](qsizetype at) { return static_cast<double>(glyph(text[at].unicode()).advance); };
-  double whole = 0;
-  for (qsizetype at = 0; at < text.size(); ++at) whole += advance(at);
-  if (whole <= width) return {.left = text.size(), .right = 0};
+  if (length(text) <= width) return {.left = text.size(), .right = 0};
 
   // From both ends in turn, or from the left alone, as far as there is room beside the ellipsis.
   Ends ends{.left = 0, .right = 0};
-  double room = width - static_cast<double>(glyph(ellipsis).advance);
+  double room = width - advance(ellipsis);
   while (ends.left + ends.right < text.size()) {
     const bool fromLeft = mode == Qt::ElideRight || ends.left <= ends.right;
-    room -= advance(fromLeft ? ends.left : text.size() - 1 - ends.right);
+    room -= advance(text[fromLeft ? ends.left : text.size() - 1 - ends.right]);
     if (room < 0) break;
     ++(fromLeft ? ends.left : ends.right);
   }

@@ -21,6 +21,9 @@ class GlyphText {
  public:
   explicit GlyphText(const QFont& font);
 
+  /// How many pixels all of `text` takes.
+  int width(const QString& text) const;
+
   /// What is drawn of `text` in so many pixels.
   QString cut(const QString& text, int width, Qt::TextElideMode mode) const;
 
@@ -43,6 +46,8 @@ class GlyphText {
 
   const Glyph& glyph(char16_t unit) const;
   bool isPlain(const QString& text) const;
+  double advance(QChar character) const;
+  double length(const QString& text) const;
   Ends fitting(const QString& text, double width, Qt::TextElideMode mode) const;
   void append(QStringView part, double& x) const;
 

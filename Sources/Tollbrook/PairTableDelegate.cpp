@@ -68,12 +68,23 @@ int PairTableDelegate::leastWidth(int column) const {
       return around + metrics.horizontalAdvance(QStringLiteral("28 Sept 2020,…"));
     case PairTableModel::sidecar:
       return around + metrics.horizontalAdvance(PairTableModel::noSidecar());
-    default: {
-      int widest = 0;
-      for (const StatusPill& pill : pills_) widest = std::max(widest, pill.size().width());
-      return around + widest;
-    }
+    default:
+      return around + widestPill();
   }
+}
+
+int PairTableDelegate::widestPill() const {
+  int widest = 0;
+  for (const StatusPill& pill : pills_) widest = std::max(widest, pill.size().width());
+  return widest;
+}
+
+QSize PairTableDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const {
+  const int column = index.column();
+  const int content = column == PairTableModel::status
+                          ? widestPill()
+                          : glyphs_.width(textOf(model_.row(index.row()), column));
+  return {textLeft(column) + content + cellPadding, rowHeight()};
 }
 
 int PairTableDelegate::takenWidth() const {

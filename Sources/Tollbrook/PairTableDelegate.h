@@ -36,6 +36,8 @@ class PairTableDelegate : public QStyledItemDelegate {
   void restyle();
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+  /// Room for all of a cell's text.
+  QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
   bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
                  const QModelIndex& index) override;
 
@@ -43,6 +45,7 @@ class PairTableDelegate : public QStyledItemDelegate {
   int textWidth(int column) const;
   const QString& textOf(const PairTableModel::Row& row, int column) const;
   void paintGround(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+  int widestPill() const;
   const QPixmap& icon(bool video, bool selected) const;
 
   const PairTableModel& model_;

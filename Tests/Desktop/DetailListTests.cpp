@@ -23,6 +23,7 @@
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/DetailList.h"
 #include "Tollbrook/Icons.h"
+#include "Tollbrook/PairTableDelegate.h"
 #include "Tollbrook/Palette.h"
 #include "Tollbrook/SegmentedPicker.h"
 #include "Tollbrook/ShortcutButton.h"
@@ -41,6 +42,12 @@ class DetailListTest : public test::WindowTest {
     QTest::mouseClick(find<SegmentedPicker>("filter")->segment(static_cast<int>(filter)), Qt::LeftButton);
   }
 
+  int rowOf(const QString& name) const {
+    for (int index = 0; index < table()->model()->rowCount(); ++index) {
+      if (row(index).front() == name) return index;
+    }
+    return -1;
+  }
   QPoint middleOf(int row) const { return table()->visualRect(table()->model()->index(row, 0)).center(); }
   void select(int row) const { QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, middleOf(row)); }
 
@@ -324,7 +331,7 @@ TEST_F(DetailListTest, StaysWhereItWasScrolledToWhenTheFolderIsScannedAgain) {
 
 TEST_F(DetailListTest, ScrollsToTheSelectionAmongTheRowsOfAnotherFilter) {
   addPairs(60);
-  const path lone = addLonePhoto("IMG_999.jpg");
+  addLonePhoto("IMG_999.jpg");
   scanRoot();
   pick(RowFilter::problems);
   select(0);
@@ -365,6 +372,22 @@ TEST_F(DetailListTest, OpensItsContextMenuByTheKeyboard) {
   EXPECT_THAT(fileManager_.revealed, ElementsAre(photo));
 }
 
+TEST_F(DetailListTest, OpensItsContextMenuInTheListWhenTheRowIsScrolledAway) {
+  addPairs(100);
+  scanRoot();
+  select(0);
+  table()->setFocus();
+  table()->scrollToBottom();
+  const QPoint row = middleOf(0);
+  ASSERT_LT(row.y(), -500);
+  QContextMenuEvent event(QContextMenuEvent::Keyboard, row, table()->viewport()->mapToGlobal(row));
+  QApplication::sendEvent(table()->viewport(), &event);
+  const auto* menu = window_->findChild<QMenu*>("pairMenu"_s);
+  ASSERT_NE(menu, nullptr);
+  EXPECT_TRUE(table()->rect().contains(table()->mapFromGlobal(menu->pos())));
+  openMenu();
+}
+
 TEST_F(DetailListTest, HasNoContextMenuWithoutASelection) {
   addPair("a.jpg");
   scanRoot();
@@ -399,21 +422,140 @@ TEST_F(DetailListTest, ChangesTheFilterByTheKeyboard) {
   EXPECT_EQ(model_->filter(), RowFilter::ready);
 }
 
-TEST_F(DetailListTest, ResizesColumnsByHand) {
-  addPair("a.jpg");
+TEST_F(DetailListTest, FindsANameByItsFirstLetters) {
+  for (const char* name : {"alps.jpg", "beach.jpg", "Ready.jpg"}) addPair(name);
   scanRoot();
-  QHeaderView* const header = table()->horizontalHeader();
-  const int before = header->sectionSize(2);
-  const QPoint border(header->sectionViewportPosition(3) - 1, header->height() / 2);
-  QTest::mousePress(header->viewport(), Qt::LeftButton, {}, border);
-  QTest::mouseMove(header->viewport(), border - QPoint(20, 0));
-  QTest::mouseMove(header->viewport(), border - QPoint(40, 0));
-  QTest::mouseRelease(header->viewport(), Qt::LeftButton, {}, border - QPoint(40, 0));
-  EXPECT_EQ(header->sectionSize(2), before - 40);
-  // What the user has set stays when the window changes.
+  // The word of every row in the column that was clicked on is "Ready".
+  const int beach = rowOf("beach.jpg"_s);
+  QTest::mouseClick(table()->viewport(), Qt::LeftButton, {},
+                    table()->visualRect(table()->model()->index(rowOf("Ready.jpg"_s), 3)).center());
+  QTest::keyClicks(table(), "bea"_s);
+  EXPECT_EQ(find<DetailList>("detailList")->selection(), (root() / "beach.jpg").native());
+  EXPECT_EQ(table()->currentIndex().row(), beach);
+}
+
+TEST_F(DetailListTest, GoesToTheFirstAndTheLastRowByTheKeyboard) {
+  addPairs(3);
+  scanRoot();
+  select(1);
+  QTest::keyClick(table(), Qt::Key_End);
+  EXPECT_EQ(table()->selectionModel()->selectedRows(), QModelIndexList{table()->model()->index(2, 0)});
+  QTest::keyClick(table(), Qt::Key_Home);
+  EXPECT_EQ(table()->selectionModel()->selectedRows(), QModelIndexList{table()->model()->index(0, 0)});
+}
+
+// The columns that have an edge to take hold of.
+class ColumnTest : public DetailListTest, public testing::WithParamInterface<int> {
+ protected:
+  // Its dates with their times are longer than the least that a column has.
+  static void SetUpTestSuite() { qputenv("LC_ALL", "en_GB.UTF-8"); }
+  static void TearDownTestSuite() { qunsetenv("LC_ALL"); }
+
+  ColumnTest() {
+    addPair("a.jpg");
+    addPair(std::string(60, 'w') + ".jpg");
+    addLonePhoto("b.jpg");
+    scanRoot();
+  }
+
+  QHeaderView* header() const { return table()->horizontalHeader(); }
+  const PairTableDelegate* delegate() const {
+    return qobject_cast<const PairTableDelegate*>(table()->itemDelegate());
+  }
+  std::vector<int> widths() const {
+    std::vector<int> widths;
+    for (int column = 0; column < header()->count(); ++column) {
+      widths.push_back(header()->sectionSize(column));
+    }
+    return widths;
+  }
+  QPoint edge(int column) const {
+    return {header()->sectionViewportPosition(column + 1) - 1, header()->height() / 2};
+  }
+  void drag(int column, int distance) const {
+    const QPoint from = edge(column);
+    // Farther out the header does not listen.
+    const QPoint to(std::clamp(from.x() + distance, 0, header()->width() - 1), from.y());
+    QTest::mousePress(header()->viewport(), Qt::LeftButton, {}, from);
+    QTest::mouseMove(header()->viewport(), (from + to) / 2);
+    QTest::mouseMove(header()->viewport(), to);
+    QTest::mouseRelease(header()->viewport(), Qt::LeftButton, {}, to);
+  }
+  bool fillsTheWidth() const { return header()->length() == table()->viewport()->width(); }
+};
+
+INSTANTIATE_TEST_SUITE_P(FileAndTaken, ColumnTest, testing::Values(0, 1));
+
+TEST_P(ColumnTest, LeavesTheEdgeAtThePointer) {
+  for (const int distance : {-20, 35}) {
+    const QPoint before = edge(GetParam());
+    drag(GetParam(), distance);
+    EXPECT_EQ(edge(GetParam()), before + QPoint(distance, 0));
+    EXPECT_TRUE(fillsTheWidth());
+  }
+}
+
+TEST_P(ColumnTest, LeavesEveryColumnItsUse) {
+  const std::vector<int> before = widths();
+  for (const int distance : {-2000, 2000}) {
+    drag(GetParam(), distance);
+    EXPECT_TRUE(fillsTheWidth());
+    for (int column = 0; column < header()->count(); ++column) {
+      EXPECT_GE(widths()[static_cast<std::size_t>(column)], delegate()->leastWidth(column));
+    }
+    EXPECT_EQ(widths()[3], before[3]);
+  }
+}
+
+TEST_P(ColumnTest, StaysAsItWasSizedWhenTheWindowOrItsColoursChange) {
+  drag(GetParam(), -20);
+  const std::vector<int> before = widths();
+  {
+    const test::DarkAppearance dark;
+    QCoreApplication::processEvents();
+    EXPECT_EQ(widths(), before);
+  }
   window_->resize(window_->width() + 100, window_->height());
-  QTest::qWait(0);
-  EXPECT_EQ(header->sectionSize(2), before - 40);
+  QCoreApplication::processEvents();
+  EXPECT_THAT(widths(), ElementsAre(before[0], before[1], before[2] + 100, before[3]));
+  window_->resize(window_->minimumSizeHint().width(), window_->height());
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(fillsTheWidth());
+}
+
+TEST_P(ColumnTest, FitsAfterADoubleClickOnItsEdge) {
+  window_->resize(1400, 600);
+  QCoreApplication::processEvents();
+  drag(GetParam(), -2000);
+  const auto isCut = [this] {
+    bool cut = false;
+    for (int row = 0; row < table()->model()->rowCount(); ++row) {
+      const QModelIndex cell = table()->model()->index(row, GetParam());
+      cut = cut || delegate()->shown(cell) != cell.data().toString();
+    }
+    return cut;
+  };
+  ASSERT_TRUE(isCut());
+  // A press and a double click, as the system sends them.
+  QTest::mouseClick(header()->viewport(), Qt::LeftButton, {}, edge(GetParam()));
+  QTest::mouseDClick(header()->viewport(), Qt::LeftButton, {}, edge(GetParam()));
+  EXPECT_FALSE(isCut());
+  EXPECT_TRUE(fillsTheWidth());
+}
+
+TEST_F(ColumnTest, HoldsTheStatusAtItsPill) {
+  const std::vector<int> before = widths();
+  drag(2, -40);
+  EXPECT_EQ(widths(), before);
+}
+
+TEST_F(ColumnTest, FitsAnotherFont) {
+  drag(0, -40);
+  const test::LargerFont larger(1.5);
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(fillsTheWidth());
+  const int names = widths()[0] + widths()[2];
+  EXPECT_NEAR(widths()[0], names * 0.55, names * 0.1);
 }
 
 TEST_F(DetailListTest, ShowsOnlyTheSampleOfACappedScan) {
