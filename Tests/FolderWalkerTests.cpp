@@ -159,6 +159,12 @@ TEST(FolderWalker, SaysWhetherTheRootCouldBeRead) {
   EXPECT_TRUE(walk(folder.path(), true, visitor));
   EXPECT_FALSE(walk(folder / "missing", true, visitor));
   EXPECT_FALSE(walk(folder / "a.jpg", true, visitor));
+  const test::OrdinaryUser user(folder.path());
+  for (const mode_t mode : {0U, 0444U}) {
+    ASSERT_EQ(chmod(folder.path().c_str(), mode), 0);
+    EXPECT_FALSE(walk(folder.path(), true, visitor)) << mode;
+  }
+  ASSERT_EQ(chmod(folder.path().c_str(), 0700), 0);
 }
 
 TEST(FolderWalker, PassesOverAFolderThatCannotBeRead) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Support/Fixtures.h"
+#include "Support/OrdinaryUser.h"
 #include "Support/Sidecars.h"
 #include "Support/TemporaryFolder.h"
 #include "TollbrookCore/CancelFlag.h"
@@ -194,6 +195,19 @@ TEST_F(WorkRunnerTest, LeavesTheJobOfAFolderThatIsGoneUnfinished) {
   EXPECT_EQ(outcome.attempted, 0);
   EXPECT_THAT(outcome.errors, IsEmpty());
   EXPECT_EQ(record().phase, JobJournal::Phase::writing);
+}
+
+// It shows names, and none of what they name.
+TEST_F(WorkRunnerTest, LeavesTheJobOfAFolderThatCannotBeEnteredUnfinished) {
+  writePair(*this / "a.jpg", "x");
+  const auto journal = JobJournal::open(root(), true, options);
+  ASSERT_EQ(chmod(root().c_str(), 0444), 0);
+  {
+    const test::OrdinaryUser user(root());
+    EXPECT_EQ(WorkRunner::run(root(), true, options, *journal, 7, never, {}, writer).attempted, 0);
+  }
+  ASSERT_EQ(chmod(root().c_str(), 0700), 0);
+  EXPECT_EQ(journal->record().phase, JobJournal::Phase::writing);
 }
 
 TEST_F(WorkRunnerTest, CancelledAtOnceTouchesNothing) {

@@ -195,9 +195,12 @@ class Walk {
   Walk(bool recursive, Visitor& visitor) : recursive_(recursive), visitor_(visitor) {}
 
   bool run(const std::filesystem::path& root) {
-    Files::Descriptor descriptor = Files::openFolder(root);
-    if (!descriptor) noteUnlessPassedOver(root, errno);
-    if (!descriptor || !enter(root, {}, std::move(descriptor))) return false;
+    Files::Descriptor descriptor = Files::enterFolder(root);
+    if (!descriptor) {
+      noteUnlessPassedOver(root, errno);
+      return false;
+    }
+    if (!enter(root, {}, std::move(descriptor))) return false;
     bool stopped = false;
     while (!stack_.empty()) {
       if (stopped || stack_.back()->next_ == stack_.back()->entries_.size()) {
@@ -250,6 +253,7 @@ class Walk {
     enter(std::move(path), folder.relativePath(name), std::move(child));
   }
 
+  // False when it was passed over.
   bool enter(std::filesystem::path path, std::string relative, Files::Descriptor descriptor) {
     auto folder =
         std::unique_ptr<Folder>(new Folder(std::move(path), std::move(relative), std::move(descriptor)));

@@ -20,9 +20,9 @@ inline constexpr std::size_t mostErrorLines = 200;
 /// was begun is finished first. `progress` is called once at the end, and for the 1st, 5th, 10th … file,
 /// unless that one has no usable sidecar. A folder or a sidecar that the system fails to read, and a folder
 /// that is moved away meanwhile, is one more failure and leaves the job unfinished; so does, without a
-/// failure, a `root` that cannot be read. Never fails itself: every problem of a file becomes a count or an
-/// error line. Blocks; both callbacks run on the caller's thread, which must be a background thread of a
-/// program with a user interface.
+/// failure, a `root` that is closed to this user or gone. Never fails itself: every problem of a file becomes
+/// a count or an error line. Blocks; both callbacks run on the caller's thread, which must be a background
+/// thread of a program with a user interface.
 RestoreOutcome run(const std::filesystem::path& root, bool recursive, const RestoreOptions& options,
                    JobJournal& journal, std::int64_t totalHint, const std::function<bool()>& shouldCancel,
                    const std::function<void(const WorkProgress&)>& progress = {},

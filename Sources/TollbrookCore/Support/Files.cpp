@@ -142,11 +142,17 @@ Descriptor openFolder(const std::filesystem::path& folder) {
   return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
 }
 
-std::error_code folderError(const std::filesystem::path& folder) {
-  const Descriptor opened = openFolder(folder);
-  // One that may be listed but not entered shows names and none of the files.
-  if (!opened || faccessat(opened.get(), ".", X_OK, 0) != 0) return lastError();
+Descriptor enterFolder(const std::filesystem::path& folder) {
+  Descriptor opened = openFolder(folder);
+  if (opened && faccessat(opened.get(), ".", X_OK, AT_EACCESS) == 0) return opened;
+  const int error = errno;
+  opened.close();
+  errno = error;
   return {};
+}
+
+std::error_code folderError(const std::filesystem::path& folder) {
+  return enterFolder(folder) ? std::error_code() : lastError();
 }
 
 bool isAt(int descriptor, const std::filesystem::path& path, std::error_code& error) {
