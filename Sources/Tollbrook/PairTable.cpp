@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QHeaderView>
+#include <QStyle>
 #include <algorithm>
 
 #include "Tollbrook/PairTableDelegate.h"
@@ -12,10 +13,10 @@ namespace tollbrook {
 
 using Column = PairTableModel::Column;
 
-PairTable::PairTable(PairTableModel& rows, QWidget* parent) : QTableView(parent), rows_(rows) {
+PairTable::PairTable(PairTableModel& rows, QWidget* parent)
+    : QTableView(parent), delegate_(new PairTableDelegate(rows, *this)) {
   setAccessibleName(tr("Photos and videos"));
   setModel(&rows);
-  delegate_ = new PairTableDelegate(rows, *this);
   setItemDelegate(delegate_);
   setFrameShape(NoFrame);
   setShowGrid(false);
@@ -25,25 +26,27 @@ PairTable::PairTable(PairTableModel& rows, QWidget* parent) : QTableView(parent)
   setTabKeyNavigation(false);
   setWordWrap(false);
   setVerticalScrollMode(ScrollPerPixel);
-  setHorizontalScrollMode(ScrollPerPixel);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setContextMenuPolicy(Qt::CustomContextMenu);
   verticalHeader()->hide();
   QHeaderView* const header = horizontalHeader();
   header->setHighlightSections(false);
   header->setSectionsClickable(false);
+  // What a column needs is known here; Qt's least depends on the widest glyph of the font.
+  header->setMinimumSectionSize(1);
   header->setSectionResizeMode(QHeaderView::Interactive);
   for (const Column column : {Column::sidecar, Column::status}) {
     header->setSectionResizeMode(column, QHeaderView::Fixed);
   }
   connect(header, &QHeaderView::sectionResized, this, [this](int column, int, int width) {
-    if (!sizing_) sizeByHand(column, width);
+    if (!fitting_) sizeByHand(column, width);
   });
   restyle();
 }
 
 void PairTable::changeEvent(QEvent* event) {
   QTableView::changeEvent(event);
-  if (event->type() == QEvent::FontChange) columnsFit_ = true;
+  if (event->type() == QEvent::FontChange) byHand_.reset();
   if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange) restyle();
 }
 
@@ -51,59 +54,51 @@ void PairTable::restyle() {
   delegate_->restyle();
   horizontalHeader()->setFont(Typography::font(Typography::TextStyle::caption));
   int least = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
-  for (int column = 0; column < rows_.columnCount(); ++column) least += delegate_->leastWidth(column);
+  for (int column = 0; column < horizontalHeader()->count(); ++column) least += delegate_->leastWidth(column);
   setMinimumWidth(least);
   verticalHeader()->setMinimumSectionSize(delegate_->rowHeight());
   verticalHeader()->setDefaultSectionSize(delegate_->rowHeight());
   fitColumns();
 }
 
+// The columns first: their sum tells the table how far it can be scrolled.
 void PairTable::resizeEvent(QResizeEvent* event) {
-  QTableView::resizeEvent(event);
   fitColumns();
+  QTableView::resizeEvent(event);
 }
 
-int PairTable::roomForFileAndTaken() const {
-  return viewport()->width() - delegate_->leastWidth(Column::sidecar) - delegate_->leastWidth(Column::status);
+// For all columns but that of the status, which is as wide as its widest pill.
+int PairTable::room() const { return viewport()->width() - delegate_->leastWidth(Column::status); }
+
+// The dates with their times; file and sidecar share the rest.
+PairTable::Widths PairTable::usualWidths() const {
+  const int taken = delegate_->takenWidth();
+  return {.taken = taken, .sidecar = (room() - taken) * 45 / 100};
 }
 
-// Every column has what it needs to be of use; then the dates get room for their times, and file and sidecar
-// share the rest.
+// Where there is not room for all that is wanted, the file gives way first, then the sidecar.
 void PairTable::fitColumns() {
-  if (!columnsFit_) return setColumns(columnWidth(Column::file), columnWidth(Column::taken));
-  const int least = delegate_->leastWidth(Column::taken);
-  const int taken = std::clamp(roomForFileAndTaken() - delegate_->leastWidth(Column::file), least,
-                               std::max(least, delegate_->takenWidth()));
-  const int names = viewport()->width() - delegate_->leastWidth(Column::status) - taken;
-  setColumns(names * 55 / 100, taken);
-}
-
-// The column beside the one that is sized keeps its width, so that the edge stays at the pointer.
-void PairTable::sizeByHand(int column, int width) {
-  columnsFit_ = false;
-  const int beside = columnWidth(column == Column::file ? Column::taken : Column::file);
-  const int most = roomForFileAndTaken() - beside;
-  width = std::max(std::min(width, most), delegate_->leastWidth(column));
-  if (column == Column::file) {
-    setColumns(width, beside);
-  } else {
-    setColumns(beside, width);
-  }
-}
-
-// Where there is not room for both, the file gives way first.
-void PairTable::setColumns(int file, int taken) {
+  const Widths wanted = byHand_.value_or(usualWidths());
   const auto least = [this](Column column) { return delegate_->leastWidth(column); };
-  taken = std::max(least(Column::taken), std::min(taken, roomForFileAndTaken() - least(Column::file)));
-  file = std::max(least(Column::file), std::min(file, roomForFileAndTaken() - taken));
-  const int others = file + taken + least(Column::status);
-  sizing_ = true;
+  const int most = room() - least(Column::file);
+  const int taken = std::max(least(Column::taken), std::min(wanted.taken, most - least(Column::sidecar)));
+  const int sidecar = std::max(least(Column::sidecar), std::min(wanted.sidecar, most - taken));
+  fitting_ = true;
   QHeaderView* const header = horizontalHeader();
-  header->resizeSection(Column::file, file);
+  header->resizeSection(Column::file, std::max(least(Column::file), room() - taken - sidecar));
   header->resizeSection(Column::taken, taken);
-  header->resizeSection(Column::sidecar, std::max(least(Column::sidecar), viewport()->width() - others));
+  header->resizeSection(Column::sidecar, sidecar);
   header->resizeSection(Column::status, least(Column::status));
-  sizing_ = false;
+  fitting_ = false;
+}
+
+// The other one of file and date keeps its width, so that the edge stays at the pointer.
+void PairTable::sizeByHand(int column, int width) {
+  const int other = columnWidth(column == Column::file ? Column::taken : Column::file);
+  const int most = room() - other - delegate_->leastWidth(Column::sidecar);
+  const int sized = std::max(std::min(width, most), delegate_->leastWidth(column));
+  byHand_ = {.taken = column == Column::taken ? sized : other, .sidecar = room() - other - sized};
+  fitColumns();
 }
 
 void PairTable::keyboardSearch(const QString& letters) {

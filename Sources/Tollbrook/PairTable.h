@@ -1,15 +1,16 @@
 #pragma once
 
 #include <QTableView>
+#include <optional>
 
 namespace tollbrook {
 
 class PairTableDelegate;
 class PairTableModel;
 
-/// The pairs as rows that are selected whole, one at a time. The columns always fill the width: those of the
-/// file and the date can be sized by hand, that of the sidecar gets what they leave, that of the status has
-/// room for its pill.
+/// The pairs as rows that are selected whole, one at a time. The columns always fill the width, and each has
+/// what it needs to be of use. The edges behind the file and the date can be moved by hand, at the cost of
+/// the sidecar; then the file takes what a wider or narrower window brings.
 class PairTable : public QTableView {
   Q_OBJECT
 
@@ -25,16 +26,21 @@ class PairTable : public QTableView {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
+  /// What the file leaves to the others.
+  struct Widths {
+    int taken;
+    int sidecar;
+  };
+
   void restyle();
   void fitColumns();
   void sizeByHand(int column, int width);
-  void setColumns(int file, int taken);
-  int roomForFileAndTaken() const;
+  Widths usualWidths() const;
+  int room() const;
 
-  PairTableModel& rows_;
-  PairTableDelegate* delegate_;
-  bool columnsFit_ = true;  ///< until the user sizes one by hand
-  bool sizing_ = false;
+  PairTableDelegate* const delegate_;
+  std::optional<Widths> byHand_;
+  bool fitting_ = false;
 };
 
 }  // namespace tollbrook

@@ -59,15 +59,14 @@ void PairTableDelegate::restyle() {
 }
 
 int PairTableDelegate::leastWidth(int column) const {
-  const QFontMetrics metrics = table_.fontMetrics();
-  const int around = textLeft(column) + cellPadding + 1;  // what is rounded off an advance
+  const int around = textLeft(column) + cellPadding;
   switch (column) {
     case PairTableModel::file:
-      return around + metrics.horizontalAdvance(QStringLiteral("IMG_1234.HEIC"));
+      return around + glyphs_.width(QStringLiteral("IMG_1234.HEIC"));
     case PairTableModel::taken:
-      return around + metrics.horizontalAdvance(QStringLiteral("28 Sept 2020,…"));
+      return around + glyphs_.width(QStringLiteral("28 Sept 2020,…"));
     case PairTableModel::sidecar:
-      return around + metrics.horizontalAdvance(PairTableModel::noSidecar());
+      return around + glyphs_.width(noSidecar_);
     default:
       return around + widestPill();
   }
@@ -88,7 +87,7 @@ QSize PairTableDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex
 }
 
 int PairTableDelegate::takenWidth() const {
-  return 2 * cellPadding + table_.fontMetrics().horizontalAdvance(QStringLiteral("28 Sept 2020, 00:00 PM"));
+  return 2 * cellPadding + glyphs_.width(QStringLiteral("28 Sept 2020, 00:00 PM"));
 }
 
 int PairTableDelegate::rowHeight() const {

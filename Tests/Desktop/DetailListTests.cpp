@@ -426,12 +426,11 @@ TEST_F(DetailListTest, FindsANameByItsFirstLetters) {
   for (const char* name : {"alps.jpg", "beach.jpg", "Ready.jpg"}) addPair(name);
   scanRoot();
   // The word of every row in the column that was clicked on is "Ready".
-  const int beach = rowOf("beach.jpg"_s);
   QTest::mouseClick(table()->viewport(), Qt::LeftButton, {},
                     table()->visualRect(table()->model()->index(rowOf("Ready.jpg"_s), 3)).center());
+  const test::KeyboardInputInterval oneWord(std::chrono::seconds(30));
   QTest::keyClicks(table(), "bea"_s);
   EXPECT_EQ(find<DetailList>("detailList")->selection(), (root() / "beach.jpg").native());
-  EXPECT_EQ(table()->currentIndex().row(), beach);
 }
 
 TEST_F(DetailListTest, GoesToTheFirstAndTheLastRowByTheKeyboard) {
@@ -449,15 +448,26 @@ class ColumnTest : public DetailListTest, public testing::WithParamInterface<int
  protected:
   // Its dates with their times are longer than the least that a column has.
   static void SetUpTestSuite() { qputenv("LC_ALL", "en_GB.UTF-8"); }
-  static void TearDownTestSuite() { qunsetenv("LC_ALL"); }
+  static void TearDownTestSuite() {
+    if (localeBefore.isNull()) {
+      qunsetenv("LC_ALL");
+    } else {
+      qputenv("LC_ALL", localeBefore);
+    }
+  }
 
   ColumnTest() {
     addPair("a.jpg");
-    addPair(std::string(60, 'w') + ".jpg");
+    addPair("IMG_1234 " + std::string(15, 'w') + ".jpg");
     addLonePhoto("b.jpg");
     scanRoot();
+    resizeWindow(1600);
   }
 
+  void resizeWindow(int width) const {
+    window_->resize(width, window_->height());
+    QCoreApplication::processEvents();
+  }
   QHeaderView* header() const { return table()->horizontalHeader(); }
   const PairTableDelegate* delegate() const {
     return qobject_cast<const PairTableDelegate*>(table()->itemDelegate());
@@ -470,18 +480,31 @@ class ColumnTest : public DetailListTest, public testing::WithParamInterface<int
     return widths;
   }
   QPoint edge(int column) const {
-    return {header()->sectionViewportPosition(column + 1) - 1, header()->height() / 2};
+    const int end = header()->sectionViewportPosition(column) + header()->sectionSize(column);
+    return {end - 1, header()->height() / 2};
   }
   void drag(int column, int distance) const {
     const QPoint from = edge(column);
-    // Farther out the header does not listen.
-    const QPoint to(std::clamp(from.x() + distance, 0, header()->width() - 1), from.y());
+    // A header does not listen to a pointer before its beginning.
+    const QPoint to(std::max(from.x() + distance, 0), from.y());
     QTest::mousePress(header()->viewport(), Qt::LeftButton, {}, from);
     QTest::mouseMove(header()->viewport(), (from + to) / 2);
     QTest::mouseMove(header()->viewport(), to);
     QTest::mouseRelease(header()->viewport(), Qt::LeftButton, {}, to);
   }
   bool fillsTheWidth() const { return header()->length() == table()->viewport()->width(); }
+  // Whether a text of the column is.
+  bool isCut(int column) const {
+    bool cut = false;
+    for (int row = 0; row < table()->model()->rowCount(); ++row) {
+      const QModelIndex cell = table()->model()->index(row, column);
+      cut = cut || delegate()->shown(cell) != cell.data().toString();
+    }
+    return cut;
+  }
+
+ private:
+  inline static const QByteArray localeBefore = qgetenv("LC_ALL");
 };
 
 INSTANTIATE_TEST_SUITE_P(FileAndTaken, ColumnTest, testing::Values(0, 1));
@@ -499,54 +522,51 @@ TEST_P(ColumnTest, LeavesEveryColumnItsUse) {
   const std::vector<int> before = widths();
   for (const int distance : {-2000, 2000}) {
     drag(GetParam(), distance);
+    EXPECT_NE(widths(), before);
     EXPECT_TRUE(fillsTheWidth());
     for (int column = 0; column < header()->count(); ++column) {
-      EXPECT_GE(widths()[static_cast<std::size_t>(column)], delegate()->leastWidth(column));
+      EXPECT_GE(header()->sectionSize(column), delegate()->leastWidth(column));
     }
-    EXPECT_EQ(widths()[3], before[3]);
+    EXPECT_EQ(header()->sectionSize(3), before[3]);
   }
 }
 
-TEST_P(ColumnTest, StaysAsItWasSizedWhenTheWindowOrItsColoursChange) {
+TEST_P(ColumnTest, StaysAsItWasSizedWhenTheColoursChange) {
   drag(GetParam(), -20);
   const std::vector<int> before = widths();
-  {
-    const test::DarkAppearance dark;
-    QCoreApplication::processEvents();
-    EXPECT_EQ(widths(), before);
-  }
-  window_->resize(window_->width() + 100, window_->height());
+  const test::DarkAppearance dark;
   QCoreApplication::processEvents();
-  EXPECT_THAT(widths(), ElementsAre(before[0], before[1], before[2] + 100, before[3]));
-  window_->resize(window_->minimumSizeHint().width(), window_->height());
-  QCoreApplication::processEvents();
+  EXPECT_EQ(widths(), before);
+}
+
+TEST_P(ColumnTest, GivesTheFileWhatAWindowThatIsResizedBrings) {
+  drag(GetParam(), -20);
+  const std::vector<int> before = widths();
+  resizeWindow(window_->minimumSizeHint().width());
   EXPECT_TRUE(fillsTheWidth());
+  EXPECT_EQ(header()->sectionSize(0), delegate()->leastWidth(0));
+  resizeWindow(1700);
+  EXPECT_THAT(widths(), ElementsAre(before[0] + 100, before[1], before[2], before[3]));
 }
 
 TEST_P(ColumnTest, FitsAfterADoubleClickOnItsEdge) {
-  window_->resize(1400, 600);
-  QCoreApplication::processEvents();
   drag(GetParam(), -2000);
-  const auto isCut = [this] {
-    bool cut = false;
-    for (int row = 0; row < table()->model()->rowCount(); ++row) {
-      const QModelIndex cell = table()->model()->index(row, GetParam());
-      cut = cut || delegate()->shown(cell) != cell.data().toString();
-    }
-    return cut;
-  };
-  ASSERT_TRUE(isCut());
+  ASSERT_TRUE(isCut(GetParam()));
   // A press and a double click, as the system sends them.
   QTest::mouseClick(header()->viewport(), Qt::LeftButton, {}, edge(GetParam()));
   QTest::mouseDClick(header()->viewport(), Qt::LeftButton, {}, edge(GetParam()));
-  EXPECT_FALSE(isCut());
+  EXPECT_FALSE(isCut(GetParam()));
   EXPECT_TRUE(fillsTheWidth());
+  drag(GetParam(), -2);
+  EXPECT_TRUE(isCut(GetParam()));
 }
 
 TEST_F(ColumnTest, HoldsTheStatusAtItsPill) {
   const std::vector<int> before = widths();
-  drag(2, -40);
-  EXPECT_EQ(widths(), before);
+  for (const int column : {2, 3}) {
+    drag(column, -40);
+    EXPECT_EQ(widths(), before);
+  }
 }
 
 TEST_F(ColumnTest, FitsAnotherFont) {
@@ -554,8 +574,20 @@ TEST_F(ColumnTest, FitsAnotherFont) {
   const test::LargerFont larger(1.5);
   QCoreApplication::processEvents();
   EXPECT_TRUE(fillsTheWidth());
-  const int names = widths()[0] + widths()[2];
-  EXPECT_NEAR(widths()[0], names * 0.55, names * 0.1);
+  EXPECT_NEAR(header()->sectionSize(0) * 45.0, header()->sectionSize(2) * 55.0, 100);
+}
+
+// A bar that comes and goes while the window gets narrower would leave the list a height that it has not.
+TEST_F(ColumnTest, HasNoBarToScrollItSidewards) {
+  addPairs(100);
+  scanRoot();
+  for (const int width : {1200, 1000, window_->minimumSizeHint().width()}) {
+    resizeWindow(width);
+    EXPECT_TRUE(fillsTheWidth());
+    EXPECT_FALSE(table()->horizontalScrollBar()->isVisible());
+    EXPECT_EQ(table()->verticalScrollBar()->maximum(),
+              table()->model()->rowCount() * table()->rowHeight(0) - table()->viewport()->height());
+  }
 }
 
 TEST_F(DetailListTest, ShowsOnlyTheSampleOfACappedScan) {

@@ -122,5 +122,13 @@ TEST_F(GlyphTextTest, DrawsWhatItSaysThatItCuts) {
   EXPECT_EQ(drawn(text, 100), drawn(cut));
 }
 
+TEST_F(GlyphTextTest, CutsNothingInTheWidthOfAText) {
+  for (const QString& text : {"AVA_Type 1203.HEIC"_s, "28 Sept 2020, 00:00 PM"_s, "תמונה 12.jpg"_s,
+                              "旅行の写真.jpg"_s, "cafe\u0301.jpg"_s}) {
+    EXPECT_EQ(glyphs_.cut(text, glyphs_.width(text), Qt::ElideMiddle), text);
+    EXPECT_NE(glyphs_.cut(text, glyphs_.width(text) - 3, Qt::ElideMiddle), text);
+  }
+}
+
 }  // namespace
 }  // namespace tollbrook

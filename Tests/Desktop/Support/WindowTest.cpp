@@ -4,6 +4,7 @@
 #include <QDragEnterEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QStyle>
 #include <QTableView>
 #include <QTest>
 #include <algorithm>
@@ -81,6 +82,8 @@ DarkAppearance::DarkAppearance() {
   for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
     palette.setColor(role, text);
   }
+  // As it is done to what the system says; what a program sets is left as it is.
+  QApplication::style()->polish(palette);
   QApplication::setPalette(palette);
 }
 
@@ -100,6 +103,13 @@ DoubleClickInterval::DoubleClickInterval(std::chrono::milliseconds interval)
 }
 
 DoubleClickInterval::~DoubleClickInterval() { QApplication::setDoubleClickInterval(before_); }
+
+KeyboardInputInterval::KeyboardInputInterval(std::chrono::milliseconds interval)
+    : before_(QApplication::keyboardInputInterval()) {
+  QApplication::setKeyboardInputInterval(static_cast<int>(interval.count()));
+}
+
+KeyboardInputInterval::~KeyboardInputInterval() { QApplication::setKeyboardInputInterval(before_); }
 
 std::unique_ptr<QMimeData> dragged(const std::vector<std::filesystem::path>& files) {
   QList<QUrl> urls;

@@ -85,6 +85,18 @@ class DoubleClickInterval {
   const int before_;
 };
 
+/// How long after a key another one still belongs to the same word, while this lives.
+class KeyboardInputInterval {
+ public:
+  explicit KeyboardInputInterval(std::chrono::milliseconds interval);
+  ~KeyboardInputInterval();
+  KeyboardInputInterval(const KeyboardInputInterval&) = delete;
+  KeyboardInputInterval& operator=(const KeyboardInputInterval&) = delete;
+
+ private:
+  const int before_;
+};
+
 /// What a file manager hands over when these are dragged.
 std::unique_ptr<QMimeData> dragged(const std::vector<std::filesystem::path>& files);
 
