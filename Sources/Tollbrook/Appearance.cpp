@@ -71,6 +71,11 @@ const Appearance& Appearance::current() {
   return appearance;
 }
 
+QColor Appearance::answered(const QColor& fill, bool pressed) const {
+  if (fill == Palette::amber) return mixed(fill, Qt::white, pressed ? 0.16 : 0.07);
+  return mixed(fill, text, pressed ? 0.09 : 0.05);
+}
+
 QColor Appearance::status(PairStatus status) const {
   // The pill gets nearer to the text with it.
   const auto legibleOnPill = [this](const QColor& hue) {

@@ -21,9 +21,8 @@ Card::Card(const QString& name, const QColor& tint, QWidget* parent) : QWidget(p
   setObjectName(name);
 }
 
-void Card::paint(QWidget& widget, double radius, double emphasis) {
-  const Appearance& shades = Appearance::current();
-  paintGround(widget, radius, mixed(shades.surface, shades.text, emphasis), shades.hairline);
+void Card::paint(QWidget& widget, double radius, const QColor& fill) {
+  paintGround(widget, radius, fill, Appearance::current().hairline);
 }
 
 void Card::paintEvent(QPaintEvent*) {

@@ -13,9 +13,8 @@ class Card : public QWidget {
   /// `tint` is mixed faintly into the ground.
   Card(const QString& name, const QColor& tint, QWidget* parent = nullptr);
 
-  /// Paints the ground without a tint on any widget. `emphasis` moves it towards the text, for one under the
-  /// pointer.
-  static void paint(QWidget& widget, double radius, double emphasis = 0);
+  /// Paints the ground, without a tint, on any widget.
+  static void paint(QWidget& widget, double radius, const QColor& fill);
 
  protected:
   void paintEvent(QPaintEvent* event) override;

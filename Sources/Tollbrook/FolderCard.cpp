@@ -3,6 +3,7 @@
 #include <QHBoxLayout>
 #include <QPainter>
 
+#include "Tollbrook/Appearance.h"
 #include "Tollbrook/Card.h"
 #include "Tollbrook/ElidedLabel.h"
 #include "Tollbrook/IconView.h"
@@ -70,7 +71,9 @@ void FolderCard::setFolder(const std::optional<std::filesystem::path>& folder) {
 }
 
 void FolderCard::paintEvent(QPaintEvent*) {
-  Card::paint(*this, 10, isDown() ? 0.1 : underMouse() ? 0.04 : 0);
+  const Appearance& shades = Appearance::current();
+  const bool touched = isDown() || underMouse();
+  Card::paint(*this, 10, touched ? shades.answered(shades.surface, isDown()) : shades.surface);
   QPainter painter(this);
   Style::drawFocus(painter, *this, rect());
 }

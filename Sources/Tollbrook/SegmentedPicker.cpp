@@ -41,12 +41,9 @@ void Segment::paintEvent(QPaintEvent*) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
   const bool touched = option.state.testAnyFlags(QStyle::State_MouseOver | QStyle::State_Sunken);
-  const double answer = !touched ? 0 : isDown() ? 0.16 : 0.07;
-  if (isChecked()) {
-    painter.setBrush(mixed(Palette::amber, shades.text, answer));
-    painter.drawRoundedRect(rect(), segmentRadius, segmentRadius);
-  } else if (touched) {
-    painter.setBrush(mixed(shades.track, shades.text, answer));
+  if (isChecked() || touched) {
+    const QColor fill = isChecked() ? Palette::amber : shades.track;
+    painter.setBrush(touched ? shades.answered(fill, isDown()) : fill);
     painter.drawRoundedRect(rect(), segmentRadius, segmentRadius);
   }
   painter.setPen(isChecked() ? Palette::ink : shades.text);

@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QVBoxLayout>
 
+#include "Tollbrook/Appearance.h"
 #include "Tollbrook/Card.h"
 #include "Tollbrook/TextLabel.h"
 
@@ -30,7 +31,7 @@ void StatChip::setCount(std::int64_t count) {
   reserveWidth();
 }
 
-void StatChip::paintEvent(QPaintEvent*) { Card::paint(*this, 8); }
+void StatChip::paintEvent(QPaintEvent*) { Card::paint(*this, 8, Appearance::current().surface); }
 
 void StatChip::changeEvent(QEvent* event) {
   QFrame::changeEvent(event);

@@ -25,14 +25,11 @@ const Appearance& appearance() { return Appearance::current(); }
 
 bool has(const QStyleOption& option, QStyle::StateFlag flag) { return option.state.testFlag(flag); }
 
-/// The fill of a control, as it answers the pointer: a step nearer to the text under it, another when
-/// pressed.
+/// The fill of a control, as it answers the pointer.
 QColor answered(const QColor& fill, const QStyleOption& option) {
-  if (!has(option, QStyle::State_Enabled)) return fill;
-  const QColor text = appearance().text;
-  if (has(option, QStyle::State_Sunken)) return mixed(fill, text, 0.16);
-  if (has(option, QStyle::State_MouseOver)) return mixed(fill, text, 0.07);
-  return fill;
+  const bool pressed = has(option, QStyle::State_Sunken);
+  const bool touched = pressed || has(option, QStyle::State_MouseOver);
+  return has(option, QStyle::State_Enabled) && touched ? appearance().answered(fill, pressed) : fill;
 }
 
 void drawRound(QPainter* painter, const QRectF& rect, double radius, const QColor& fill,
@@ -206,8 +203,7 @@ void Style::drawFocus(QPainter& painter, const QWidget& widget, const QRect& rec
 void Style::polish(QPalette& palette) {
   QProxyStyle::polish(palette);
   const Appearance shades(palette);
-  // Windows and buttons are drawn in shades of the list, not as dark or light as the system has them; and
-  // what is disabled gets a grey that can be read.
+  // Systems have dark bars around light lists, and give what is disabled a grey that few can read.
   palette.setColor(QPalette::Window, shades.chrome);
   palette.setColor(QPalette::Button, shades.surface);
   for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {

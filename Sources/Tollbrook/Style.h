@@ -18,7 +18,8 @@ class Style : public QProxyStyle {
   /// Draws the ring that shows the focus along the inside of `rect`, while the widget has the focus.
   static void drawFocus(QPainter& painter, const QWidget& widget, const QRect& rect);
 
-  /// Makes amber the colour of selections, and disabled text readable; everything else stays the system's.
+  /// Makes amber the colour of selections, disabled text readable, and windows and buttons as light or dark
+  /// as the system's lists, in whose shades everything is drawn.
   void polish(QPalette& palette) override;
   void polish(QWidget* widget) override;
   using QProxyStyle::polish;

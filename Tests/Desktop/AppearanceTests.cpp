@@ -73,6 +73,22 @@ TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
   EXPECT_GE(contrast(Palette::ink, Palette::amber), readable);
 }
 
+TEST_P(AppearanceTest, HasReadableTextUnderThePointer) {
+  const Appearance shades(QApplication::palette());
+  for (const bool pressed : {false, true}) {
+    const QColor amber = shades.answered(Palette::amber, pressed);
+    EXPECT_NE(amber, Palette::amber);
+    EXPECT_GE(contrast(Palette::ink, amber), readable);
+    for (const QColor& ground : {shades.surface, shades.chrome}) {
+      EXPECT_NE(shades.answered(ground, pressed), ground);
+      EXPECT_GE(contrast(shades.text, shades.answered(ground, pressed)), readable);
+    }
+    // The hint of the card that asks for a folder.
+    EXPECT_GE(contrast(shades.secondaryText, shades.answered(shades.surface, pressed)), readable);
+    EXPECT_GE(contrast(shades.text, shades.answered(shades.track, pressed)), readable);
+  }
+}
+
 TEST_P(AppearanceTest, HasReadablePills) {
   const Appearance shades(QApplication::palette());
   for (const PairStatus status : test::everyStatus) {
@@ -139,7 +155,7 @@ TEST(OddPaletteTest, ReadsEverywhere) {
   struct Theme {
     QColor window, windowText, base, text;
   };
-  const QColor grey(0x84, 0x84, 0x84);
+  const QColor grey(0x7E, 0x7E, 0x7E);
   for (const Theme& theme :
        {Theme{Qt::black, Qt::white, Qt::white, Qt::black}, Theme{Qt::white, Qt::black, Qt::black, Qt::white},
         Theme{grey, Qt::black, grey, Qt::black}}) {
