@@ -26,6 +26,9 @@ constexpr std::int64_t tooManyToRescan = FolderScanner::previewLimit;
 
 // The words of the system for what went wrong, without the names of calls.
 QString description(const std::exception& error) {
+  if (dynamic_cast<const JobJournal::Busy*>(&error) != nullptr) {
+    return AppModel::tr("Another Tollbrook is writing this folder.");
+  }
   if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
     return QString::fromStdString(system->code().message());
   }
@@ -129,6 +132,7 @@ void AppModel::chooseFolder() {
 
 void AppModel::setFolder(const std::filesystem::path& folder) {
   if (isBusy()) return;
+  postponed_.reset();
   change(folder_, std::optional(Files::standardized(folder)), &AppModel::folderChanged);
   setReport(std::nullopt);
   setOutcome(std::nullopt);

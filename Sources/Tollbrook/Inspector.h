@@ -63,6 +63,7 @@ class Inspector : public QWidget {
   void showCurrentFile();
   void showStatus();
   void showError();
+  void announceEnd();
 
   AppModel& model_;
   QWidget* resumeBanner_ = nullptr;

@@ -1,8 +1,8 @@
 #include "Tollbrook/Notice.h"
 
-#include <QAccessible>
 #include <QPainter>
 
+#include "Tollbrook/Announcement.h"
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/Palette.h"
 
@@ -19,8 +19,7 @@ void Notice::say(const QString& text) {
   setText(text);
   setAccessibleName(text);
   show();
-  QAccessibleEvent event(this, QAccessible::Alert);
-  QAccessible::updateAccessibility(&event);
+  announce(*this);
 }
 
 void Notice::paintEvent(QPaintEvent* event) {

@@ -55,5 +55,34 @@ TEST_F(AnnouncementTest, LetsScreenReadersSpeakItsNoticesAtOnce) {
             "Tollbrook is busy. Open Holidays 2019 again when it has finished."_s);
 }
 
+TEST_F(AnnouncementTest, LetsScreenReadersSpeakTheEndOfEveryWork) {
+  addPairs(3);
+  alerts.clear();
+  scanRoot();
+  QCoreApplication::processEvents();
+  EXPECT_THAT(alerts, testing::ElementsAre(find("statusLine")));
+}
+
+TEST_F(AnnouncementTest, LetsScreenReadersSpeakThatWorkIsContinued) {
+  addPairs(3);
+  leaveUnfinishedJob(true, test::datesOnly());
+  alerts.clear();
+  model_->attemptAutoResume();
+  ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
+  QCoreApplication::processEvents();
+  EXPECT_THAT(alerts, testing::ElementsAre(find("resumeText"), find("statusLine")));
+}
+
+TEST_F(AnnouncementTest, LetsScreenReadersSpeakErrors) {
+  addPair("a.jpg");
+  scanRoot();
+  const auto other = JobJournal::open(root(), true, test::datesOnly());
+  QCoreApplication::processEvents();
+  alerts.clear();
+  write();
+  QCoreApplication::processEvents();
+  EXPECT_THAT(alerts, testing::ElementsAre(find("lastError"), find("statusLine")));
+}
+
 }  // namespace
 }  // namespace tollbrook

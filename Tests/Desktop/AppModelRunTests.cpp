@@ -248,6 +248,17 @@ TEST_F(AppModelRunTest, DoesNotScan4000FilesAgain) {
   EXPECT_EQ(model_->statusLine(), "1 dated · 3999 already finished"_s);
 }
 
+// As on a disk that was unplugged after the scan.
+TEST_F(AppModelRunTest, SaysThatTheFolderIsGone) {
+  addPair("a.jpg");
+  scanRoot();
+  std::filesystem::rename(root(), temporary_ / "away");
+  write();
+  EXPECT_EQ(model_->statusLine(), "Could not start a recoverable job."_s);
+  EXPECT_EQ(model_->lastError(), "No such file or directory"_s);
+  EXPECT_EQ(keepAwake_.running, 0);
+}
+
 TEST_F(AppModelRunTest, SaysThatAnotherProgramWritesTheFolder) {
   const path photo = addPair("a.jpg");
   scanRoot();

@@ -82,5 +82,14 @@ TEST_F(TranslationTest, CoversWhatWasWritten) {
   EXPECT_THAT(untranslated(), testing::IsEmpty());
 }
 
+TEST_F(TranslationTest, CoversWhyNothingWasWritten) {
+  addPair("a.jpg");
+  scanRoot();
+  const auto other = JobJournal::open(root(), true, test::datesOnly());
+  write();
+  EXPECT_EQ(model_->lastError(), "[Another Tollbrook is writing this folder.]"_s);
+  EXPECT_THAT(untranslated(), testing::IsEmpty());
+}
+
 }  // namespace
 }  // namespace tollbrook
