@@ -210,6 +210,18 @@ TEST_F(WorkRunnerTest, LeavesTheJobOfAFolderThatCannotBeEnteredUnfinished) {
   EXPECT_EQ(journal->record().phase, JobJournal::Phase::writing);
 }
 
+TEST_F(WorkRunnerTest, RecordsNoFileOfASubfolderThatCannotBeEntered) {
+  writePair(*this / "sub/a.jpg", "x");
+  const auto journal = JobJournal::open(root(), true, options);
+  ASSERT_EQ(chmod((*this / "sub").c_str(), 0444), 0);
+  {
+    const test::OrdinaryUser user(root());
+    EXPECT_EQ(WorkRunner::run(root(), true, options, *journal, 7, never, {}, writer).attempted, 0);
+  }
+  ASSERT_EQ(chmod((*this / "sub").c_str(), 0700), 0);
+  EXPECT_FALSE(journal->containsRelative("sub/a.jpg"));
+}
+
 TEST_F(WorkRunnerTest, CancelledAtOnceTouchesNothing) {
   writePair(*this / "a.jpg", "x");
   writeFile(*this / ".tollbrook-1.jpg", "x");

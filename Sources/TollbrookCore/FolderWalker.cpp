@@ -195,7 +195,7 @@ class Walk {
   Walk(bool recursive, Visitor& visitor) : recursive_(recursive), visitor_(visitor) {}
 
   bool run(const std::filesystem::path& root) {
-    Files::Descriptor descriptor = Files::enterFolder(root);
+    Files::Descriptor descriptor = Files::openFolder(root);
     if (!descriptor) {
       noteUnlessPassedOver(root, errno);
       return false;
@@ -257,6 +257,11 @@ class Walk {
   bool enter(std::filesystem::path path, std::string relative, Files::Descriptor descriptor) {
     auto folder =
         std::unique_ptr<Folder>(new Folder(std::move(path), std::move(relative), std::move(descriptor)));
+    // One that may be listed but not entered shows names, and none of the files.
+    if (const std::error_code error = Files::entryError(folder->descriptor_.get())) {
+      noteUnlessPassedOver(folder->path_, error.value());
+      return false;
+    }
     errno = 0;
     if (!folder->read()) {
       noteUnlessPassedOver(folder->path_, errno);

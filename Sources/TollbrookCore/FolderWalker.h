@@ -92,9 +92,9 @@ class Visitor {
 
 /// Walks `root` (which may be a link to a folder), its subfolders only when `recursive`. False, at once, when
 /// the root cannot be listed or entered; `lost` hears of it only where the system failed, not where the root
-/// is closed to this user, or gone as with a disk that is not plugged in. At most
-/// two folders are open at a time however deep the tree is, and a folder's names are let go when the walk
-/// leaves it. A folder whose path is too long for the system's calls is passed over.
+/// is closed to this user, or gone as with a disk that is not plugged in. At most two folders are open at a
+/// time however deep the tree is, and a folder's names are let go when the walk leaves it. A folder whose
+/// path is too long for the system's calls is passed over.
 bool walk(const std::filesystem::path& root, bool recursive, Visitor& visitor);
 
 /// The same with two callbacks: `visit` takes the media file and the JSON names of its folder.

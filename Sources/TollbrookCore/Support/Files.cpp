@@ -142,17 +142,13 @@ Descriptor openFolder(const std::filesystem::path& folder) {
   return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
 }
 
-Descriptor enterFolder(const std::filesystem::path& folder) {
-  Descriptor opened = openFolder(folder);
-  if (opened && faccessat(opened.get(), ".", X_OK, AT_EACCESS) == 0) return opened;
-  const int error = errno;
-  opened.close();
-  errno = error;
-  return {};
+std::error_code entryError(int folder) {
+  return faccessat(folder, ".", X_OK, AT_EACCESS) == 0 ? std::error_code() : lastError();
 }
 
 std::error_code folderError(const std::filesystem::path& folder) {
-  return enterFolder(folder) ? std::error_code() : lastError();
+  const Descriptor opened = openFolder(folder);
+  return opened ? entryError(opened.get()) : lastError();
 }
 
 bool isAt(int descriptor, const std::filesystem::path& path, std::error_code& error) {

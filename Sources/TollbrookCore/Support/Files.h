@@ -40,10 +40,10 @@ std::filesystem::path standardized(const std::filesystem::path& path);
 /// Opens a folder to look into it and for calls relative to it; empty, and errno, when it is missing or no
 /// folder.
 Descriptor openFolder(const std::filesystem::path& folder);
-/// The same for a folder whose files are to be reached: empty, too, when it may be listed but not entered.
-Descriptor enterFolder(const std::filesystem::path& folder);
-/// Why the files of a folder cannot be reached: it is missing, is no folder or is closed to this user. No
-/// error when they can.
+/// Why the files of an open folder cannot be reached: it may be listed but not entered. No error when they
+/// can.
+std::error_code entryError(int folder);
+/// The same for one that may be missing, no folder or closed to this user, too.
 std::error_code folderError(const std::filesystem::path& folder);
 
 /// Whether `path`, links followed, leads to what is open as `descriptor`; false, and `error`, when it cannot
