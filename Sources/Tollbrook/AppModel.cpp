@@ -177,6 +177,7 @@ void AppModel::startScan() {
 
 void AppModel::scanInBackground(const std::filesystem::path& folder, bool recursive) {
   try {
+    if (const std::error_code error = Files::folderError(folder)) throw std::system_error(error);
     ScanReport report = FolderScanner::scan(
         folder, recursive, FolderScanner::previewLimit, [this] { return cancelFlag_.isSet(); },
         [this](std::int64_t mediaCount) {
@@ -204,7 +205,7 @@ void AppModel::finishScan(ScanReport report) {
          &AppModel::statusLineChanged);
 }
 
-// The engine answers with values; what arrives here is a machine out of memory or a broken installation.
+// The folder is gone or closed; or, since the engine answers with values, memory has run out.
 void AppModel::failScan(const QString& error) {
   endScan();
   change(lastError_, error, &AppModel::lastErrorChanged);

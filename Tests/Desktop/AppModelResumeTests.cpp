@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <QCoreApplication>
+#include <QSemaphore>
 #include <QSignalSpy>
+#include <QThreadPool>
 
 #include "Desktop/Support/AppTest.h"
 #include "Support/CommandLine.h"
@@ -174,7 +177,7 @@ TEST_F(AppModelResumeTest, LeavesTheJobOfAFolderThatIsGoneUnfinished) {
   model_->apply(std::move(journal));
   ASSERT_TRUE(waitUntilIdle());
   EXPECT_EQ(model_->statusLine(), "Could not start a recoverable job."_s);
-  EXPECT_EQ(model_->lastError(), "No such file or directory"_s);
+  EXPECT_EQ(model_->lastError(), test::systemText(ENOENT));
   std::filesystem::rename(away, root());
   EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
 }
@@ -188,6 +191,31 @@ TEST_F(AppModelResumeTest, ContinuesWhenWhatIsDroppedMeanwhileIsGone) {
   ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
   EXPECT_EQ(model_->folder(), root());
   EXPECT_TRUE(hasTakenDate(photo));
+}
+
+// Or this program would be the one that keeps its user from writing that folder.
+TEST_F(AppModelResumeTest, LetsGoOfAPostponedJobWhenAFolderIsChosen) {
+  addPair("a.jpg");
+  leaveUnfinishedJob(true, test::datesOnly());
+  // One look after the other, and none at what is dropped before this test is over.
+  auto* looks = model_->findChild<QThreadPool*>();
+  looks->setMaxThreadCount(1);
+  QSemaphore found;
+  QSemaphore over;
+  model_->attemptAutoResume();
+  looks->start([&] {
+    found.release();
+    over.acquire();
+  });
+  EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(temporary_ / "gone")}));
+  found.acquire();
+  QCoreApplication::processEvents();
+  EXPECT_FALSE(model_->folder());
+  EXPECT_THROW(JobJournal::claimUnfinished(), JobJournal::Busy);
+  model_->setFolder(temporary_.path());
+  EXPECT_NE(JobJournal::claimUnfinished(), nullptr);
+  over.release();
+  EXPECT_TRUE(waitUntilIdle());
 }
 
 }  // namespace

@@ -255,7 +255,7 @@ TEST_F(AppModelRunTest, SaysThatTheFolderIsGone) {
   std::filesystem::rename(root(), temporary_ / "away");
   write();
   EXPECT_EQ(model_->statusLine(), "Could not start a recoverable job."_s);
-  EXPECT_EQ(model_->lastError(), "No such file or directory"_s);
+  EXPECT_EQ(model_->lastError(), test::systemText(ENOENT));
   EXPECT_EQ(keepAwake_.running, 0);
 }
 

@@ -194,6 +194,19 @@ TEST_F(AppModelTest, TellsOfEveryChangeOnItsOwnThread) {
   EXPECT_THAT(onMainThread, testing::Each(true));
 }
 
+TEST_F(AppModelTest, SaysWhyAFolderCannotBeScanned) {
+  addPair("a.jpg");
+  model_->setFolder(root() / "gone");
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->statusLine(), "Could not scan this folder."_s);
+  EXPECT_EQ(model_->lastError(), test::systemText(ENOENT));
+  EXPECT_FALSE(model_->report());
+  EXPECT_FALSE(model_->canApply());
+  scanRoot();
+  EXPECT_EQ(model_->lastError(), QString());
+  EXPECT_TRUE(model_->canApply());
+}
+
 TEST_F(AppModelTest, TakesADroppedFolder) {
   EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(root())}));
   ASSERT_TRUE(waitUntil([this] { return model_->folder().has_value(); }));

@@ -4,8 +4,11 @@
 
 #include "Support/CommandLine.h"
 #include "Support/Fixtures.h"
+#include "TollbrookCore/Support/Files.h"
 
 namespace tollbrook::test {
+
+QString systemText(int error) { return QString::fromStdString(Files::errorOf(error).message()); }
 
 bool waitUntil(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 

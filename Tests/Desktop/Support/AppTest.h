@@ -25,6 +25,9 @@ inline QString operator""_s(const char* text, std::size_t size) {
 inline constexpr std::array everyStatus{PairStatus::ready, PairStatus::unmatched, PairStatus::skipped,
                                         PairStatus::fixed, PairStatus::error};
 
+/// What the system calls this errno number, in the user's language.
+QString systemText(int error);
+
 /// Lets the event loop turn until `condition` holds; false when it does not within a minute.
 bool waitUntil(const std::function<bool()>& condition);
 
