@@ -48,6 +48,10 @@ QColor mixed(const QColor& a, const QColor& b, double share) {
                           channel(a.blueF(), b.blueF()));
 }
 
+QColor answered(const QColor& fill, const QColor& text, bool pressed) {
+  return mixed(fill, text, pressed ? 0.09 : 0.05);
+}
+
 Appearance::Appearance(const QPalette& palette)
     : text(palette.color(QPalette::Active, QPalette::Text)),
       surface(palette.color(QPalette::Active, QPalette::Base)),
@@ -69,11 +73,6 @@ const Appearance& Appearance::current() {
     appearance = Appearance(palette);
   }
   return appearance;
-}
-
-QColor Appearance::answered(const QColor& fill, bool pressed) const {
-  if (fill == Palette::amber) return mixed(fill, Qt::white, pressed ? 0.16 : 0.07);
-  return mixed(fill, text, pressed ? 0.09 : 0.05);
 }
 
 QColor Appearance::status(PairStatus status) const {

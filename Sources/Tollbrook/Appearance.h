@@ -13,6 +13,10 @@ double contrast(const QColor& a, const QColor& b);
 /// `a` with this share of `b` in it, 0 to 1.
 QColor mixed(const QColor& a, const QColor& b, double share);
 
+/// How the fill of a control answers the pointer over it, or pressing it: a step nearer to the text on it,
+/// which stays readable.
+QColor answered(const QColor& fill, const QColor& text, bool pressed);
+
 /// The shades that the window is drawn in, light or dark as the system's palette is. All text reads with a
 /// contrast of 4.5:1 or more where it stands, save amber, which is given, and where the system's own colours
 /// leave no room for that, as a list in a middle grey.
@@ -31,10 +35,6 @@ struct Appearance {
   QColor secondaryText;  ///< for what explains
   QColor tertiaryText;   ///< for what is missing or disabled, on the track too
   QColor error;          ///< the text of an error
-
-  /// How a control of this colour answers the pointer over it, or pressing it: a step nearer to the text on
-  /// it. Amber, whose text is dark, steps away from it instead, having none of the room to give.
-  QColor answered(const QColor& fill, bool pressed) const;
 
   /// The text of a status, on its own pill.
   QColor status(PairStatus status) const;

@@ -123,10 +123,9 @@ void DetailList::takeSelection() {
 // it.
 void DetailList::showSelection() {
   if (const std::optional<int> row = selection_ ? rows_->rowOf(*selection_) : std::nullopt) {
-    const int across = table_->horizontalScrollBar()->value(), down = table_->verticalScrollBar()->value();
+    const int down = table_->verticalScrollBar()->value();
     table_->selectRow(*row);
     if (model_.filter() == shownFilter_) {
-      table_->horizontalScrollBar()->setValue(across);
       table_->verticalScrollBar()->setValue(down);
     } else {
       // Once the scroll bar knows of the new rows.

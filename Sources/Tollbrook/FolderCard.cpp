@@ -73,7 +73,7 @@ void FolderCard::setFolder(const std::optional<std::filesystem::path>& folder) {
 void FolderCard::paintEvent(QPaintEvent*) {
   const Appearance& shades = Appearance::current();
   const bool touched = isDown() || underMouse();
-  Card::paint(*this, 10, touched ? shades.answered(shades.surface, isDown()) : shades.surface);
+  Card::paint(*this, 10, touched ? answered(shades.surface, shades.text, isDown()) : shades.surface);
   QPainter painter(this);
   Style::drawFocus(painter, *this, rect());
 }

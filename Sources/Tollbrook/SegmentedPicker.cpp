@@ -41,12 +41,13 @@ void Segment::paintEvent(QPaintEvent*) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
   const bool touched = option.state.testAnyFlags(QStyle::State_MouseOver | QStyle::State_Sunken);
+  const QColor ink = isChecked() ? Palette::ink : shades.text;
   if (isChecked() || touched) {
     const QColor fill = isChecked() ? Palette::amber : shades.track;
-    painter.setBrush(touched ? shades.answered(fill, isDown()) : fill);
+    painter.setBrush(touched ? answered(fill, ink, isDown()) : fill);
     painter.drawRoundedRect(rect(), segmentRadius, segmentRadius);
   }
-  painter.setPen(isChecked() ? Palette::ink : shades.text);
+  painter.setPen(ink);
   painter.drawText(rect(), Qt::AlignCenter, text());
   if (hasFocus() && option.state.testFlag(QStyle::State_KeyboardFocusChange)) {
     // Amber would be lost on the amber of the chosen one.

@@ -9,7 +9,6 @@ namespace tollbrook {
 namespace {
 
 constexpr int gap = 12;
-constexpr double shortcutOpacity = 0.8;
 
 }  // namespace
 
@@ -35,7 +34,6 @@ void ShortcutButton::paintEvent(QPaintEvent*) {
   const auto placed = [&](const QRect& part) { return QStyle::visualRect(layoutDirection(), line, part); };
   painter.setPen(isDefault() ? Palette::ink : palette().color(QPalette::ButtonText));
   painter.drawText(placed({line.left(), 0, words + 1, height()}), Qt::AlignLeft | Qt::AlignVCenter, text());
-  painter.setOpacity(shortcutOpacity);
   painter.drawText(placed({line.left() + words + gap, 0, keys + 1, height()}),
                    Qt::AlignLeft | Qt::AlignVCenter, shortcut_);
 }

@@ -25,11 +25,11 @@ const Appearance& appearance() { return Appearance::current(); }
 
 bool has(const QStyleOption& option, QStyle::StateFlag flag) { return option.state.testFlag(flag); }
 
-/// The fill of a control, as it answers the pointer.
-QColor answered(const QColor& fill, const QStyleOption& option) {
+/// The fill of a control in its state.
+QColor shownFill(const QColor& fill, const QColor& text, const QStyleOption& option) {
   const bool pressed = has(option, QStyle::State_Sunken);
   const bool touched = pressed || has(option, QStyle::State_MouseOver);
-  return has(option, QStyle::State_Enabled) && touched ? appearance().answered(fill, pressed) : fill;
+  return has(option, QStyle::State_Enabled) && touched ? answered(fill, text, pressed) : fill;
 }
 
 void drawRound(QPainter* painter, const QRectF& rect, double radius, const QColor& fill,
@@ -75,9 +75,10 @@ void drawButtonBevel(const QStyleOptionButton& button, QPainter* painter) {
   const QRectF body = QRectF(button.rect).adjusted(focusRoom, focusRoom, -focusRoom, -focusRoom);
   const bool enabled = has(button, QStyle::State_Enabled);
   if (isProminent(button)) {
-    drawRound(painter, body, radius, enabled ? answered(Palette::amber, button) : shades.track);
+    drawRound(painter, body, radius,
+              enabled ? shownFill(Palette::amber, Palette::ink, button) : shades.track);
   } else {
-    drawRound(painter, body, radius, enabled ? answered(shades.surface, button) : shades.chrome,
+    drawRound(painter, body, radius, enabled ? shownFill(shades.surface, shades.text, button) : shades.chrome,
               shades.hairline);
   }
   if (showsFocus(button)) drawFocusRing(painter, button.rect, radius + focusRoom - 1);
@@ -115,12 +116,13 @@ void drawCheckBox(const QStyleOption& option, QPainter* painter) {
   const QRectF box = option.rect;
   const double radius = box.height() / 4;
   if (!on) {
-    drawRound(painter, box, radius, answered(shades.surface, option),
+    drawRound(painter, box, radius, shownFill(shades.surface, shades.text, option),
               enabled ? shades.tertiaryText : shades.hairline);
     return;
   }
-  drawRound(painter, box, radius,
-            enabled ? answered(Palette::amber, option) : mixed(shades.chrome, Palette::amber, 0.45));
+  drawRound(
+      painter, box, radius,
+      enabled ? shownFill(Palette::amber, Palette::ink, option) : mixed(shades.chrome, Palette::amber, 0.45));
   Icons::icon(Icons::Symbol::checkMark, enabled ? Palette::ink : shades.chrome)
       .paint(painter, option.rect.adjusted(1, 1, -1, -1));
 }
@@ -141,7 +143,7 @@ void drawToolButtonPanel(const QStyleOption& option, QPainter* painter) {
   const QRectF body = QRectF(option.rect).adjusted(1, 1, -1, -1);
   const bool touched = option.state.testAnyFlags(QStyle::State_MouseOver | QStyle::State_Sunken);
   if (has(option, QStyle::State_Enabled) && touched) {
-    drawRound(painter, body, 6, answered(shades.chrome, option));
+    drawRound(painter, body, 6, shownFill(shades.chrome, shades.text, option));
   }
   if (showsFocus(option)) drawFocusRing(painter, option.rect, 7);
 }
@@ -167,7 +169,7 @@ void drawMenuPanel(const QRect& rect, QPainter* painter) {
 
 void drawHeaderSection(const QStyleOption& option, QPainter* painter) {
   const Appearance& shades = appearance();
-  painter->fillRect(option.rect, answered(shades.surface, option));
+  painter->fillRect(option.rect, shownFill(shades.surface, shades.text, option));
   const QRect& rect = option.rect;
   painter->fillRect(QRect(rect.left(), rect.bottom(), rect.width(), 1), shades.hairline);
   const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(&option);

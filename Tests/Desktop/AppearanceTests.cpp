@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QLabel>
 #include <QMenu>
@@ -12,6 +13,7 @@
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/Icons.h"
 #include "Tollbrook/Palette.h"
+#include "Tollbrook/SegmentedPicker.h"
 #include "Tollbrook/StatusPill.h"
 #include "Tollbrook/Style.h"
 
@@ -71,22 +73,6 @@ TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
     }
   }
   EXPECT_GE(contrast(Palette::ink, Palette::amber), readable);
-}
-
-TEST_P(AppearanceTest, HasReadableTextUnderThePointer) {
-  const Appearance shades(QApplication::palette());
-  for (const bool pressed : {false, true}) {
-    const QColor amber = shades.answered(Palette::amber, pressed);
-    EXPECT_NE(amber, Palette::amber);
-    EXPECT_GE(contrast(Palette::ink, amber), readable);
-    for (const QColor& ground : {shades.surface, shades.chrome}) {
-      EXPECT_NE(shades.answered(ground, pressed), ground);
-      EXPECT_GE(contrast(shades.text, shades.answered(ground, pressed)), readable);
-    }
-    // The hint of the card that asks for a folder.
-    EXPECT_GE(contrast(shades.secondaryText, shades.answered(shades.surface, pressed)), readable);
-    EXPECT_GE(contrast(shades.text, shades.answered(shades.track, pressed)), readable);
-  }
 }
 
 TEST_P(AppearanceTest, HasReadablePills) {
@@ -237,6 +223,29 @@ TEST_F(AppearanceOfTheWindowTest, FollowsTheSystemFromLightToDark) {
         << label->text().toStdString();
   }
   EXPECT_GE(contrast(find<QTextEdit>("statusLine")->palette().color(QPalette::Text), shades.chrome), 4.5);
+}
+
+TEST_F(AppearanceOfTheWindowTest, HasReadableTextOnWhatIsPressed) {
+  addPair("a.jpg");
+  scanRoot();
+  // The fill near the left end of a button, at rest and pressed.
+  const auto fill = [](QAbstractButton* button, bool pressed) {
+    button->setDown(pressed);
+    const QColor colour = button->grab().toImage().pixelColor(12, button->height() / 2);
+    button->setDown(false);
+    return colour;
+  };
+  const Appearance& shades = Appearance::current();
+  const auto* filter = find<SegmentedPicker>("filter");
+  const std::vector<std::pair<QAbstractButton*, QColor>> buttons{
+      {find<QAbstractButton>("writeButton"), Palette::ink},
+      {filter->segment(0), Palette::ink},
+      {filter->segment(1), shades.text},
+      {find<QAbstractButton>("folderCard"), shades.secondaryText}};
+  for (const auto& [button, text] : buttons) {
+    EXPECT_NE(fill(button, true), fill(button, false)) << button->objectName().toStdString();
+    EXPECT_GE(contrast(text, fill(button, true)), readable) << button->objectName().toStdString();
+  }
 }
 
 TEST_F(AppearanceOfTheWindowTest, ExplainsInAFainterShadeOnButtonsToo) {
