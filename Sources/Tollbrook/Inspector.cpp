@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "Tollbrook/Actions.h"
-#include "Tollbrook/Announcement.h"
 #include "Tollbrook/AppModel.h"
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/Card.h"
@@ -302,19 +301,13 @@ void Inspector::observeModel() {
   show(&AppModel::currentFileChanged, &Inspector::showCurrentFile);
   show(&AppModel::statusLineChanged, &Inspector::showStatus);
   show(&AppModel::lastErrorChanged, &Inspector::showError);
-  // Queued: the model has more to say about the end of its work.
-  for (const auto changed : {&AppModel::isScanningChanged, &AppModel::isApplyingChanged}) {
-    connect(&model_, changed, this, &Inspector::announceEnd, Qt::QueuedConnection);
-  }
 }
 
 void Inspector::showResumeBanner() {
   const QString folder =
       model_.resumeFolderName().isEmpty() ? tr("the last folder") : model_.resumeFolderName();
   resumeText_->setText(tr("Continuing unfinished work in %1. Files already done are skipped.").arg(folder));
-  const bool begins = model_.isResuming() && resumeBanner_->isHidden();
   resumeBanner_->setVisible(model_.isResuming());
-  if (begins) announce(*resumeText_);
 }
 
 void Inspector::showFolder() { folderCard_->setFolder(model_.folder()); }
@@ -381,11 +374,6 @@ void Inspector::showStatus() { statusLine_->setText(model_.statusLine()); }
 void Inspector::showError() {
   error_->setText(model_.lastError());
   error_->setVisible(!model_.lastError().isEmpty());
-  if (!model_.lastError().isEmpty()) announce(*error_);
-}
-
-void Inspector::announceEnd() {
-  if (!model_.isBusy()) announce(*statusLine_);
 }
 
 }  // namespace tollbrook

@@ -63,7 +63,6 @@ class Inspector : public QWidget {
   void showCurrentFile();
   void showStatus();
   void showError();
-  void announceEnd();
 
   AppModel& model_;
   QWidget* resumeBanner_ = nullptr;

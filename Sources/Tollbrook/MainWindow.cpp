@@ -11,14 +11,19 @@
 #include "Tollbrook/Actions.h"
 #include "Tollbrook/AppModel.h"
 #include "Tollbrook/ContentView.h"
+#include "Tollbrook/Desktop/Announcer.h"
 #include "Tollbrook/Notice.h"
 #include "Tollbrook/Paths.h"
 #include "Tollbrook/Summaries.h"
 
 namespace tollbrook {
 
-MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* parent)
-    : QMainWindow(parent), model_(model), actions_(new Actions(model, this)), patience_(new QTimer(this)) {
+MainWindow::MainWindow(AppModel& model, FileManager& fileManager, Announcer& announcer, QWidget* parent)
+    : QMainWindow(parent),
+      model_(model),
+      announcer_(announcer),
+      actions_(new Actions(model, this)),
+      patience_(new QTimer(this)) {
   setObjectName(QStringLiteral("mainWindow"));
   setWindowTitle(tr("Tollbrook"));
   resize(firstSize(screen()->availableSize()));
@@ -33,6 +38,8 @@ MainWindow::MainWindow(AppModel& model, FileManager& fileManager, QWidget* paren
   connect(&model_, &AppModel::isApplyingChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::isScanningChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::outcomeChanged, this, &MainWindow::showResult, Qt::QueuedConnection);
+  connect(&model_, &AppModel::statusLineChanged, this, &MainWindow::announceContinuation);
+  connect(&model_, &AppModel::lastErrorChanged, this, &MainWindow::announceError);
 }
 
 // Not every window manager makes a window smaller that would not fit.
@@ -108,6 +115,7 @@ void MainWindow::sayBusy(const std::filesystem::path& folder) {
   busyNotice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
                                          .arg(Paths::shownName(*model_.folder()), other)
                                    : tr("Tollbrook is busy. Open %1 again when it has finished.").arg(other));
+  announce(busyNotice_->text());
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -120,7 +128,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::followWork() {
-  if (!model_.isBusy()) busyNotice_->hide();
+  if (!model_.isBusy()) {
+    busyNotice_->hide();
+    announce(model_.statusLine());
+  }
   // A finished run may have begun to scan its folder again; nobody waits for that.
   if (isClosing_ && !model_.isApplying()) close();
 }
@@ -130,7 +141,20 @@ void MainWindow::followWork() {
 void MainWindow::showResult() {
   const auto& outcome = model_.outcome();
   if (!outcome) resultNotice_->hide();
-  if (outcome && model_.isScanning()) resultNotice_->say(Summaries::of(*outcome));
+  if (!outcome || !model_.isScanning()) return;
+  resultNotice_->say(Summaries::of(*outcome));
+  announce(resultNotice_->text());
+}
+
+void MainWindow::announce(const QString& text) { announcer_.announce(*this, text); }
+
+// Work that goes on by itself, before it begins; what else begins was asked for.
+void MainWindow::announceContinuation() {
+  if (model_.isResuming() && !model_.isApplying()) announce(model_.statusLine());
+}
+
+void MainWindow::announceError() {
+  if (!model_.lastError().isEmpty()) announce(model_.lastError());
 }
 
 }  // namespace tollbrook

@@ -9,6 +9,7 @@ class QTimer;
 namespace tollbrook {
 
 class Actions;
+class Announcer;
 class AppModel;
 class ContentView;
 class FileManager;
@@ -23,7 +24,8 @@ class MainWindow : public QMainWindow {
   /// How long a closing window waits for the file in hand. The job's journal covers what takes longer.
   static constexpr std::chrono::milliseconds patience{30000};
 
-  MainWindow(AppModel& model, FileManager& fileManager, QWidget* parent = nullptr);
+  /// The services must outlive the window.
+  MainWindow(AppModel& model, FileManager& fileManager, Announcer& announcer, QWidget* parent = nullptr);
 
   /// How large it opens on a screen with so much room.
   static QSize firstSize(const QSize& room);
@@ -47,8 +49,12 @@ class MainWindow : public QMainWindow {
   void addContent(FileManager& fileManager);
   void followWork();
   void showResult();
+  void announce(const QString& text);
+  void announceContinuation();
+  void announceError();
 
   AppModel& model_;
+  Announcer& announcer_;
   Actions* actions_;
   ContentView* content_ = nullptr;
   Notice* busyNotice_ = nullptr;

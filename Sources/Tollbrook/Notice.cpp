@@ -2,7 +2,6 @@
 
 #include <QPainter>
 
-#include "Tollbrook/Announcement.h"
 #include "Tollbrook/Appearance.h"
 #include "Tollbrook/Palette.h"
 
@@ -19,7 +18,6 @@ void Notice::say(const QString& text) {
   setText(text);
   setAccessibleName(text);
   show();
-  announce(*this);
 }
 
 void Notice::paintEvent(QPaintEvent* event) {

@@ -5,7 +5,7 @@
 namespace tollbrook {
 
 /// A line across the top of the window about what the rest of it has no place for, hidden until it has
-/// something to say. Screen readers speak it at once.
+/// something to say.
 class Notice : public WrappingText {
   Q_OBJECT
 

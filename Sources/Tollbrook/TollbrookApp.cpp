@@ -11,7 +11,7 @@ TollbrookApp::TollbrookApp() : TollbrookApp(Desktop{}) {}
 TollbrookApp::TollbrookApp(Desktop desktop)
     : desktop_(std::move(desktop)),
       model_(*desktop_.keepAwake, *desktop_.folderChooser),
-      window_(model_, *desktop_.fileManager) {}
+      window_(model_, *desktop_.fileManager, *desktop_.announcer) {}
 
 void TollbrookApp::open(const std::optional<std::filesystem::path>& folder) {
   if (folder) model_.setFolder(*folder);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Tollbrook/AppModel.h"
+#include "Tollbrook/Desktop/Announcer.h"
 #include "Tollbrook/Desktop/FileManager.h"
 #include "Tollbrook/Desktop/FolderChooser.h"
 #include "Tollbrook/Desktop/KeepAwake.h"
@@ -21,6 +22,7 @@ class TollbrookApp {
     std::unique_ptr<KeepAwake> keepAwake = systemKeepAwake();
     std::unique_ptr<FolderChooser> folderChooser = systemFolderChooser();
     std::unique_ptr<FileManager> fileManager = systemFileManager();
+    std::unique_ptr<Announcer> announcer = systemAnnouncer();
   };
 
   TollbrookApp();

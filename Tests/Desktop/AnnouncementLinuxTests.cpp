@@ -2,8 +2,11 @@
 
 #include <QAccessible>
 #include <QProgressBar>
+#include <QStringList>
+#include <memory>
 
 #include "Desktop/Support/WindowTest.h"
+#include "Tollbrook/Desktop/Announcer.h"
 
 namespace {
 
@@ -15,14 +18,17 @@ struct Announcement {
 // The values that screen readers were told of.
 std::vector<Announcement> announcements;
 
-// What they were told to speak at once.
-std::vector<const QObject*> alerts;
+// The names of the notifications that they were told of.
+QStringList notifications;
 
 }  // namespace
 
 // In place of Qt's own, which tells nobody on a desktop without screen readers. All of Qt calls this one.
 void QAccessible::updateAccessibility(QAccessibleEvent* event) {
-  if (event->type() == QAccessible::Alert) alerts.push_back(event->object());
+  if (event->type() == QAccessible::ObjectShow) {
+    QAccessibleInterface* const shown = event->accessibleInterface();
+    if (shown->role() == QAccessible::Notification) notifications.append(shown->text(QAccessible::Name));
+  }
   if (event->type() != QAccessible::ValueChanged) return;
   const auto* change = static_cast<QAccessibleValueChangeEvent*>(event);
   announcements.push_back({change->object(), change->value().toInt()});
@@ -47,41 +53,61 @@ TEST_F(AnnouncementTest, TellsScreenReadersOfTheProgress) {
                                                               testing::Field(&Announcement::value, full))));
 }
 
-TEST_F(AnnouncementTest, LetsScreenReadersSpeakItsNoticesAtOnce) {
-  alerts.clear();
-  window_->sayBusy("Holidays 2019");
-  EXPECT_THAT(alerts, testing::ElementsAre(find("busyNotice")));
-  EXPECT_EQ(find("busyNotice")->accessibleName(),
-            "Tollbrook is busy. Open Holidays 2019 again when it has finished."_s);
+TEST_F(AnnouncementTest, SpeaksByShowingANotification) {
+  const std::unique_ptr<Announcer> system = systemAnnouncer();
+  notifications.clear();
+  for (const QString& text : {"3 dated"_s, "3 dated"_s, "Nothing changed."_s}) {
+    system->announce(*window_, text);
+  }
+  EXPECT_THAT(notifications, testing::ElementsAre("3 dated"_s, "3 dated"_s, "Nothing changed."_s));
+  EXPECT_EQ(window_->findChildren<QWidget*>("notification"_s).size(), 1);
 }
 
-TEST_F(AnnouncementTest, LetsScreenReadersSpeakTheEndOfEveryWork) {
+TEST_F(AnnouncementTest, SpeaksItsNotices) {
+  window_->sayBusy("Holidays 2019");
+  const QString busy = "Tollbrook is busy. Open Holidays 2019 again when it has finished."_s;
+  EXPECT_THAT(announcer_.texts, testing::ElementsAre(busy));
+  EXPECT_EQ(find("busyNotice")->accessibleName(), busy);
+}
+
+TEST_F(AnnouncementTest, SpeaksTheEndOfAScan) {
   addPairs(3);
-  alerts.clear();
   scanRoot();
   QCoreApplication::processEvents();
-  EXPECT_THAT(alerts, testing::ElementsAre(find("statusLine")));
+  EXPECT_THAT(announcer_.texts, testing::ElementsAre("3 of 3 files have sidecar metadata."_s));
 }
 
-TEST_F(AnnouncementTest, LetsScreenReadersSpeakThatWorkIsContinued) {
+TEST_F(AnnouncementTest, SpeaksTheResultOfARunAndTheScanAfterIt) {
+  addPairs(3);
+  scanRoot();
+  QCoreApplication::processEvents();
+  announcer_.texts.clear();
+  write();
+  QCoreApplication::processEvents();
+  EXPECT_THAT(announcer_.texts, testing::ElementsAre("3 dated"_s, "3 of 3 files have sidecar metadata."_s));
+}
+
+TEST_F(AnnouncementTest, SpeaksOfWorkThatIsContinued) {
   addPairs(3);
   leaveUnfinishedJob(true, test::datesOnly());
-  alerts.clear();
   model_->attemptAutoResume();
   ASSERT_TRUE(waitUntil([this] { return model_->outcome().has_value(); }));
   QCoreApplication::processEvents();
-  EXPECT_THAT(alerts, testing::ElementsAre(find("resumeText"), find("statusLine")));
+  EXPECT_THAT(announcer_.texts,
+              testing::ElementsAre("Continuing where you left off in %1…"_s.arg(model_->resumeFolderName()),
+                                   "3 dated"_s));
 }
 
-TEST_F(AnnouncementTest, LetsScreenReadersSpeakErrors) {
+TEST_F(AnnouncementTest, SpeaksErrors) {
   addPair("a.jpg");
   scanRoot();
   const auto other = JobJournal::open(root(), true, test::datesOnly());
   QCoreApplication::processEvents();
-  alerts.clear();
+  announcer_.texts.clear();
   write();
   QCoreApplication::processEvents();
-  EXPECT_THAT(alerts, testing::ElementsAre(find("lastError"), find("statusLine")));
+  EXPECT_THAT(announcer_.texts, testing::ElementsAre("Another Tollbrook is writing this folder."_s,
+                                                     "Could not start a recoverable job."_s));
 }
 
 }  // namespace

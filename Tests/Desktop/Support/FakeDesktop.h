@@ -1,9 +1,11 @@
 #pragma once
 
+#include <QStringList>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "Tollbrook/Desktop/Announcer.h"
 #include "Tollbrook/Desktop/FileManager.h"
 #include "Tollbrook/Desktop/FolderChooser.h"
 #include "Tollbrook/Desktop/KeepAwake.h"
@@ -30,6 +32,13 @@ class FakeKeepAwake : public KeepAwake {
    private:
     int& running_;
   };
+};
+
+class FakeAnnouncer : public Announcer {
+ public:
+  void announce(QWidget&, const QString& text) override { texts.append(text); }
+
+  QStringList texts;
 };
 
 class FakeFileManager : public FileManager {

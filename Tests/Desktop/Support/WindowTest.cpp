@@ -14,7 +14,7 @@
 namespace tollbrook::test {
 
 void WindowTest::open() {
-  window_ = std::make_unique<MainWindow>(*model_, fileManager_);
+  window_ = std::make_unique<MainWindow>(*model_, fileManager_, announcer_);
   window_->show();
   if (!QTest::qWaitForWindowActive(window_.get())) throw std::runtime_error("the window does not open");
 }

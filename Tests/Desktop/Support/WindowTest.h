@@ -49,6 +49,7 @@ class WindowTest : public AppTest {
   QTableView* table() const;
 
   FakeFileManager fileManager_;
+  FakeAnnouncer announcer_;
   std::unique_ptr<MainWindow> window_;
 };
 

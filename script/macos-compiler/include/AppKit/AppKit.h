@@ -20,6 +20,20 @@ static const NSModalResponse NSModalResponseOK = 1;
 @end
 extern NSApplication* _Null_unspecified NSApp;
 
+typedef NSString* NSAccessibilityNotificationName;
+typedef NSString* NSAccessibilityNotificationUserInfoKey;
+enum NSAccessibilityPriorityLevel : NSInteger {
+  NSAccessibilityPriorityLow = 10,
+  NSAccessibilityPriorityMedium = 50,
+  NSAccessibilityPriorityHigh = 90
+};
+extern NSAccessibilityNotificationName const NSAccessibilityAnnouncementRequestedNotification;
+extern NSAccessibilityNotificationUserInfoKey const NSAccessibilityAnnouncementKey;
+extern NSAccessibilityNotificationUserInfoKey const NSAccessibilityPriorityKey;
+extern "C" void NSAccessibilityPostNotificationWithUserInfo(
+    id element, NSAccessibilityNotificationName notification,
+    NSDictionary<NSAccessibilityNotificationUserInfoKey, id>* _Nullable userInfo);
+
 @interface NSWorkspace : NSObject
 @property(class, readonly, strong) NSWorkspace* sharedWorkspace;
 - (void)activateFileViewerSelectingURLs:(NSArray<NSURL*>*)fileURLs;

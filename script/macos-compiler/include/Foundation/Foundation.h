@@ -17,11 +17,22 @@ static const NSActivityOptions NSActivityUserInitiated = 0x00FFFFFFULL | (1ULL <
 @interface NSString : NSObject
 @end
 
+@interface NSNumber : NSObject
++ (NSNumber*)numberWithInteger:(NSInteger)value;
++ (NSNumber*)numberWithLong:(long)value;
+@end
+
 @interface NSURL : NSObject
 @end
 
 @interface NSArray<ObjectType> : NSObject
 + (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects count:(NSUInteger)count;
+@end
+
+@interface NSDictionary<KeyType, ObjectType> : NSObject
++ (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nonnull])objects
+                              forKeys:(const KeyType _Nonnull[_Nonnull])keys
+                                count:(NSUInteger)count;
 @end
 
 @interface NSProcessInfo : NSObject
