@@ -207,8 +207,10 @@ void AppModel::finishScan(ScanReport report) {
 
 // The folder is gone or closed; or, since the engine answers with values, memory has run out.
 void AppModel::failScan(const QString& error) {
+  setReport(std::nullopt);
   endScan();
-  change(lastError_, error, &AppModel::lastErrorChanged);
+  // That of a run before it stays, which the user has not read yet.
+  if (lastError_.isEmpty()) change(lastError_, error, &AppModel::lastErrorChanged);
   change(statusLine_, tr("Could not scan this folder."), &AppModel::statusLineChanged);
 }
 

@@ -39,7 +39,7 @@ MainWindow::MainWindow(AppModel& model, FileManager& fileManager, Announcer& ann
   connect(&model_, &AppModel::isScanningChanged, this, &MainWindow::followWork, Qt::QueuedConnection);
   connect(&model_, &AppModel::outcomeChanged, this, &MainWindow::showResult, Qt::QueuedConnection);
   connect(&model_, &AppModel::statusLineChanged, this, &MainWindow::announceContinuation);
-  connect(&model_, &AppModel::lastErrorChanged, this, &MainWindow::announceError);
+  connect(&model_, &AppModel::lastErrorChanged, this, [this] { unspokenError_ = model_.lastError(); });
 }
 
 // Not every window manager makes a window smaller that would not fit.
@@ -115,7 +115,7 @@ void MainWindow::sayBusy(const std::filesystem::path& folder) {
   busyNotice_->say(model_.folder() ? tr("Tollbrook is busy with %1. Open %2 again when it has finished.")
                                          .arg(Paths::shownName(*model_.folder()), other)
                                    : tr("Tollbrook is busy. Open %1 again when it has finished.").arg(other));
-  announce(busyNotice_->text());
+  announcer_.announce(*this, busyNotice_->text());
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -130,7 +130,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::followWork() {
   if (!model_.isBusy()) {
     busyNotice_->hide();
-    announce(model_.statusLine());
+    announceResult(model_.statusLine());
   }
   // A finished run may have begun to scan its folder again; nobody waits for that.
   if (isClosing_ && !model_.isApplying()) close();
@@ -143,18 +143,18 @@ void MainWindow::showResult() {
   if (!outcome) resultNotice_->hide();
   if (!outcome || !model_.isScanning()) return;
   resultNotice_->say(Summaries::of(*outcome));
-  announce(resultNotice_->text());
+  announceResult(resultNotice_->text());
 }
 
-void MainWindow::announce(const QString& text) { announcer_.announce(*this, text); }
+// In one go with the error, if there is one, since of two announcements the second may cut the first off.
+void MainWindow::announceResult(const QString& text) {
+  const QString error = std::exchange(unspokenError_, QString());
+  announcer_.announce(*this, error.isEmpty() ? text : text + QLatin1Char('\n') + error);
+}
 
 // Work that goes on by itself, before it begins; what else begins was asked for.
 void MainWindow::announceContinuation() {
-  if (model_.isResuming() && !model_.isApplying()) announce(model_.statusLine());
-}
-
-void MainWindow::announceError() {
-  if (!model_.lastError().isEmpty()) announce(model_.lastError());
+  if (model_.isResuming() && !model_.isApplying()) announcer_.announce(*this, model_.statusLine());
 }
 
 }  // namespace tollbrook

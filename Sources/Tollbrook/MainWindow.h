@@ -49,9 +49,8 @@ class MainWindow : public QMainWindow {
   void addContent(FileManager& fileManager);
   void followWork();
   void showResult();
-  void announce(const QString& text);
+  void announceResult(const QString& text);
   void announceContinuation();
-  void announceError();
 
   AppModel& model_;
   Announcer& announcer_;
@@ -60,6 +59,7 @@ class MainWindow : public QMainWindow {
   Notice* busyNotice_ = nullptr;
   Notice* resultNotice_ = nullptr;
   QTimer* patience_;
+  QString unspokenError_;
   bool isClosing_ = false;
 };
 

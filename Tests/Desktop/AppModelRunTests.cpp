@@ -2,6 +2,7 @@
 
 #include <QSignalSpy>
 #include <QThreadPool>
+#include <cerrno>
 #include <chrono>
 
 #include "Desktop/Support/AppTest.h"
@@ -119,6 +120,19 @@ TEST_F(AppModelRunTest, KeepsItsErrorWhileTheFolderIsScannedAgain) {
   model_->scan();
   EXPECT_EQ(model_->lastError(), QString());
   EXPECT_TRUE(waitUntilIdle());
+}
+
+TEST_F(AppModelRunTest, KeepsItsErrorWhenTheFolderCannotBeScannedAgain) {
+  addPair("a.jpg");
+  writeNothing();
+  scanRoot();
+  QObject::connect(model_.get(), &AppModel::outcomeChanged, model_.get(), [this] {
+    if (model_->outcome()) std::filesystem::rename(root(), temporary_ / "away");
+  });
+  write();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->statusLine(), "Could not scan this folder."_s);
+  EXPECT_THAT(model_->lastError().toStdString(), testing::StartsWith("a.jpg: "));
 }
 
 TEST_F(AppModelRunTest, ForgetsWhatTheRunBeforeItSaid) {

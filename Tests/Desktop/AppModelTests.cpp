@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QSignalSpy>
+#include <cerrno>
 
 #include "Desktop/Support/AppTest.h"
 #include "Tollbrook/AppModel.h"
@@ -205,6 +206,13 @@ TEST_F(AppModelTest, SaysWhyAFolderCannotBeScanned) {
   scanRoot();
   EXPECT_EQ(model_->lastError(), QString());
   EXPECT_TRUE(model_->canApply());
+  // What was found before says nothing about a folder that is gone now.
+  std::filesystem::rename(root(), temporary_ / "away");
+  model_->scan();
+  ASSERT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->lastError(), test::systemText(ENOENT));
+  EXPECT_FALSE(model_->report());
+  EXPECT_FALSE(model_->canApply());
 }
 
 TEST_F(AppModelTest, TakesADroppedFolder) {

@@ -8,6 +8,8 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "Desktop/Support/WindowTest.h"
 #include "Tollbrook/Appearance.h"
@@ -73,6 +75,19 @@ TEST_P(AppearanceTest, HasReadableTextOnEveryGround) {
     }
   }
   EXPECT_GE(contrast(Palette::ink, Palette::amber), readable);
+}
+
+TEST_P(AppearanceTest, HasReadableTextUnderThePointer) {
+  const Appearance shades(QApplication::palette());
+  for (const bool pressed : {false, true}) {
+    EXPECT_GE(contrast(Palette::ink, answered(Palette::amber, Palette::ink, pressed)), readable);
+    for (const QColor& ground : {shades.surface, shades.chrome, shades.track}) {
+      EXPECT_NE(answered(ground, shades.text, pressed), ground);
+      EXPECT_GE(contrast(shades.text, answered(ground, shades.text, pressed)), readable);
+    }
+    // The hint of the card that asks for a folder.
+    EXPECT_GE(contrast(shades.secondaryText, answered(shades.surface, shades.text, pressed)), readable);
+  }
 }
 
 TEST_P(AppearanceTest, HasReadablePills) {
@@ -225,26 +240,22 @@ TEST_F(AppearanceOfTheWindowTest, FollowsTheSystemFromLightToDark) {
   EXPECT_GE(contrast(find<QTextEdit>("statusLine")->palette().color(QPalette::Text), shades.chrome), 4.5);
 }
 
-TEST_F(AppearanceOfTheWindowTest, HasReadableTextOnWhatIsPressed) {
+TEST_F(AppearanceOfTheWindowTest, AnswersAPress) {
   addPair("a.jpg");
   scanRoot();
-  // The fill near the left end of a button, at rest and pressed.
-  const auto fill = [](QAbstractButton* button, bool pressed) {
-    button->setDown(pressed);
-    const QColor colour = button->grab().toImage().pixelColor(12, button->height() / 2);
-    button->setDown(false);
-    return colour;
-  };
   const Appearance& shades = Appearance::current();
   const auto* filter = find<SegmentedPicker>("filter");
-  const std::vector<std::pair<QAbstractButton*, QColor>> buttons{
-      {find<QAbstractButton>("writeButton"), Palette::ink},
-      {filter->segment(0), Palette::ink},
-      {filter->segment(1), shades.text},
-      {find<QAbstractButton>("folderCard"), shades.secondaryText}};
-  for (const auto& [button, text] : buttons) {
-    EXPECT_NE(fill(button, true), fill(button, false)) << button->objectName().toStdString();
-    EXPECT_GE(contrast(text, fill(button, true)), readable) << button->objectName().toStdString();
+  const std::vector<std::pair<QAbstractButton*, QColor>> pressed{
+      {find<QAbstractButton>("writeButton"), answered(Palette::amber, Palette::ink, true)},
+      {filter->segment(0), answered(Palette::amber, Palette::ink, true)},
+      {filter->segment(1), answered(shades.track, shades.text, true)},
+      {find<QAbstractButton>("folderCard"), answered(shades.surface, shades.text, true)}};
+  for (const auto& [button, fill] : pressed) {
+    button->setDown(true);
+    // Between the edge and what stands on the button.
+    const QColor shown = button->grab().toImage().pixelColor(6, button->height() / 2);
+    EXPECT_EQ(shown.name(), fill.name()) << button->objectName().toStdString();
+    button->setDown(false);
   }
 }
 

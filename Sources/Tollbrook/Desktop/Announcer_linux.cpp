@@ -1,19 +1,26 @@
 #include <QAccessible>
 #include <QAccessibleWidget>
+#include <QTimer>
 #include <QWidget>
+#include <chrono>
 
 #include "Tollbrook/Desktop/Announcer.h"
 
 namespace tollbrook {
 namespace {
 
+// Time enough to be asked for the name.
+constexpr std::chrono::seconds lifetime(30);
+
 /// A part of the window that is seen by nobody and known to screen readers as a notification.
 class Notification : public QWidget {
  public:
-  explicit Notification(QWidget& window) : QWidget(&window) {
+  Notification(QWidget& window, const QString& text) : QWidget(&window) {
     setObjectName(QStringLiteral("notification"));
     setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAccessibleName(text);
     resize(0, 0);
+    QTimer::singleShot(lifetime, this, &QObject::deleteLater);
   }
 };
 
@@ -23,20 +30,13 @@ QAccessibleInterface* interfaceOf(const QString&, QObject* object) {
 }
 
 // Qt 6.4 passes no alerts on to the bus of AT-SPI, but that something is shown; of a notification, screen
-// readers speak the name then.
+// readers ask for the name then and speak it. Each has its own, since they ask later.
 class DesktopAnnouncer : public Announcer {
  public:
   DesktopAnnouncer() { QAccessible::installFactory(interfaceOf); }
   ~DesktopAnnouncer() override { QAccessible::removeFactory(interfaceOf); }
 
-  void announce(QWidget& window, const QString& text) override {
-    auto* notification =
-        window.findChild<QWidget*>(QStringLiteral("notification"), Qt::FindDirectChildrenOnly);
-    if (notification == nullptr) notification = new Notification(window);
-    notification->hide();
-    notification->setAccessibleName(text);
-    notification->show();
-  }
+  void announce(QWidget& window, const QString& text) override { (new Notification(window, text))->show(); }
 };
 
 }  // namespace

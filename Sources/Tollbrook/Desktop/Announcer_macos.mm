@@ -10,10 +10,11 @@ namespace {
 
 class VoiceOver : public Announcer {
  public:
-  void announce(QWidget&, const QString& text) override {
-    if (NSApp.mainWindow == nil) return;
+  void announce(QWidget& window, const QString& text) override {
+    NSWindow* shown = reinterpret_cast<NSView*>(window.winId()).window;
+    if (shown == nil) return;
     NSAccessibilityPostNotificationWithUserInfo(
-        NSApp.mainWindow, NSAccessibilityAnnouncementRequestedNotification, @{
+        shown, NSAccessibilityAnnouncementRequestedNotification, @{
           NSAccessibilityAnnouncementKey : text.toNSString(),
           NSAccessibilityPriorityKey : @(NSAccessibilityPriorityHigh)
         });

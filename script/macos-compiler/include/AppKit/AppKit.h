@@ -15,6 +15,10 @@ static const NSModalResponse NSModalResponseOK = 1;
 - (void)makeKeyAndOrderFront:(nullable id)sender;
 @end
 
+@interface NSView : NSObject
+@property(nullable, readonly, assign) NSWindow* window;
+@end
+
 @interface NSApplication : NSObject
 @property(nullable, readonly, weak) NSWindow* mainWindow;
 @end
