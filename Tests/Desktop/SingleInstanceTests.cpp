@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <chrono>
 #include <future>
 
 #include "Desktop/Support/AppTest.h"
@@ -123,11 +125,12 @@ TEST_F(SingleInstanceTest, TakesThePlaceOfOneThatClosesOnceThatHasEnded) {
     return Answer::closing;
   });
   SingleInstance second(store_, runtime_.path());
-  auto answer = std::async(std::launch::async, [&] {
-    return second.handOver("/photos", {.answer = std::chrono::milliseconds(50)});
-  });
+  constexpr std::chrono::seconds patience(1);
+  auto answer =
+      std::async(std::launch::async, [&] { return second.handOver("/photos", {.answer = patience}); });
   // It is given more time than one that says nothing.
-  EXPECT_TRUE(test::waitUntil([&] { return asked > 5; }));
+  const QDeadlineTimer later(patience + patience / 2);
+  EXPECT_TRUE(test::waitUntil([&] { return asked > 1 && later.hasExpired(); }));
   EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   first.reset();
   EXPECT_EQ(answer.get(), std::nullopt);
