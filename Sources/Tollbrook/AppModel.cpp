@@ -35,6 +35,11 @@ QString description(const std::exception& error) {
   return Paths::shownText(error.what());
 }
 
+// A disk that is not plugged in would else look like a folder with nothing to do.
+void requireFolder(const std::filesystem::path& folder) {
+  if (const std::error_code error = Files::folderError(folder)) throw std::system_error(error);
+}
+
 QString progressLine(const WorkProgress& progress) {
   QString line = AppModel::tr("Writing %1").arg(progress.seen);
   if (progress.total >= 1) line = AppModel::tr("Writing %1 of %2").arg(progress.seen).arg(progress.total);
@@ -132,6 +137,7 @@ void AppModel::chooseFolder() {
 
 void AppModel::setFolder(const std::filesystem::path& folder) {
   if (isBusy()) return;
+  ++foldersSet_;
   postponed_.reset();
   change(folder_, std::optional(Files::standardized(folder)), &AppModel::folderChanged);
   setReport(std::nullopt);
@@ -146,16 +152,17 @@ void AppModel::setFolder(const std::filesystem::path& folder) {
 bool AppModel::acceptDrop(const QList<QUrl>& urls) {
   if (urls.isEmpty()) return false;
   ++drops_;
-  lookups_.start([this, path = Paths::fromUrl(urls.front())] {
+  lookups_.start([this, path = Paths::fromUrl(urls.front()), set = foldersSet_] {
     std::error_code ignored;
-    onMainThread([this, folder = Paths::folderAt(path, ignored)] { takeDrop(folder); });
+    onMainThread([this, folder = Paths::folderAt(path, ignored), set] { takeDrop(folder, set); });
   });
   return true;
 }
 
-void AppModel::takeDrop(const std::optional<std::filesystem::path>& folder) {
+// One that took long to be looked at comes too late where another folder has been set since.
+void AppModel::takeDrop(const std::optional<std::filesystem::path>& folder, int setBefore) {
   --drops_;
-  if (folder) setFolder(*folder);
+  if (folder && setBefore == foldersSet_) setFolder(*folder);
   if (drops_ == 0 && postponed_) resume(std::exchange(postponed_, nullptr));
 }
 
@@ -177,7 +184,7 @@ void AppModel::startScan() {
 
 void AppModel::scanInBackground(const std::filesystem::path& folder, bool recursive) {
   try {
-    if (const std::error_code error = Files::folderError(folder)) throw std::system_error(error);
+    requireFolder(folder);
     ScanReport report = FolderScanner::scan(
         folder, recursive, FolderScanner::previewLimit, [this] { return cancelFlag_.isSet(); },
         [this](std::int64_t mediaCount) {
@@ -243,8 +250,7 @@ void AppModel::apply(std::shared_ptr<JobJournal> journal) {
 
 void AppModel::writeInBackground(Run& run) {
   try {
-    // A disk that is not plugged in would else look like a folder with nothing to do.
-    if (const std::error_code error = Files::folderError(run.folder)) throw std::system_error(error);
+    requireFolder(run.folder);
     if (!run.journal) run.journal = JobJournal::open(run.folder, run.recursive, run.options);
   } catch (const std::exception& error) {
     run.journal.reset();

@@ -124,7 +124,7 @@ class AppModel : public QObject {
   void setOutcome(std::optional<RestoreOutcome> outcome);
   void showVisiblePairs();
 
-  void takeDrop(const std::optional<std::filesystem::path>& folder);
+  void takeDrop(const std::optional<std::filesystem::path>& folder, int setBefore);
   void resume(std::shared_ptr<JobJournal> journal);
 
   void startScan();
@@ -162,6 +162,7 @@ class AppModel : public QObject {
   QString lastError_;
   QString resumeFolderName_;
 
+  int foldersSet_ = 0;                     ///< how often the folder was set
   int drops_ = 0;                          ///< that are being looked at
   std::shared_ptr<JobJournal> postponed_;  ///< the job to continue if they come to nothing
 

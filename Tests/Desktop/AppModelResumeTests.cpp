@@ -220,5 +220,23 @@ TEST_F(AppModelResumeTest, LetsGoOfAPostponedJobWhenAFolderIsChosen) {
   EXPECT_TRUE(waitUntilIdle());
 }
 
+// As one at a disk that takes its time to answer.
+TEST_F(AppModelResumeTest, IgnoresADropThatComesTooLate) {
+  const path other = temporary_ / "other";
+  std::filesystem::create_directory(other);
+  auto* looks = model_->findChild<QThreadPool*>();
+  looks->setMaxThreadCount(1);
+  QSemaphore over;
+  looks->start([&] { over.acquire(); });
+  EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(other)}));
+  model_->setFolder(root());
+  EXPECT_TRUE(waitUntilIdle());
+  over.release();
+  EXPECT_TRUE(looks->waitForDone());
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(waitUntilIdle());
+  EXPECT_EQ(model_->folder(), root());
+}
+
 }  // namespace
 }  // namespace tollbrook

@@ -232,7 +232,6 @@ TEST_F(AppModelTest, TakesTheFolderOfADroppedFile) {
 
 TEST_F(AppModelTest, IgnoresADropThatHasVanished) {
   EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(root() / "gone")}));
-  // A second drop is looked at after the first.
   EXPECT_TRUE(model_->acceptDrop({Paths::toUrl(root())}));
   ASSERT_TRUE(waitUntil([this] { return model_->folder().has_value(); }));
   EXPECT_EQ(model_->folder(), root());
