@@ -97,20 +97,6 @@ LargerFont::LargerFont(double ratio) : before_(QApplication::font()) {
 
 LargerFont::~LargerFont() { QApplication::setFont(before_); }
 
-DoubleClickInterval::DoubleClickInterval(std::chrono::milliseconds interval)
-    : before_(QApplication::doubleClickInterval()) {
-  QApplication::setDoubleClickInterval(static_cast<int>(interval.count()));
-}
-
-DoubleClickInterval::~DoubleClickInterval() { QApplication::setDoubleClickInterval(before_); }
-
-KeyboardInputInterval::KeyboardInputInterval(std::chrono::milliseconds interval)
-    : before_(QApplication::keyboardInputInterval()) {
-  QApplication::setKeyboardInputInterval(static_cast<int>(interval.count()));
-}
-
-KeyboardInputInterval::~KeyboardInputInterval() { QApplication::setKeyboardInputInterval(before_); }
-
 std::unique_ptr<QMimeData> dragged(const std::vector<std::filesystem::path>& files) {
   QList<QUrl> urls;
   for (const std::filesystem::path& file : files) urls.append(Paths::toUrl(file));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QApplication>
 #include <QWidget>
 #include <chrono>
 #include <memory>
@@ -74,29 +75,27 @@ class LargerFont {
   const QFont before_;
 };
 
-/// How long a second click may take to make a double click, while this lives.
-class DoubleClickInterval {
+/// Another value of one of the system's intervals, while this lives.
+template <int (*get)(), void (*set)(int)>
+class SystemInterval {
  public:
-  explicit DoubleClickInterval(std::chrono::milliseconds interval);
-  ~DoubleClickInterval();
-  DoubleClickInterval(const DoubleClickInterval&) = delete;
-  DoubleClickInterval& operator=(const DoubleClickInterval&) = delete;
+  explicit SystemInterval(std::chrono::milliseconds interval) : before_(get()) {
+    set(static_cast<int>(interval.count()));
+  }
+  ~SystemInterval() { set(before_); }
+  SystemInterval(const SystemInterval&) = delete;
+  SystemInterval& operator=(const SystemInterval&) = delete;
 
  private:
   const int before_;
 };
 
-/// How long after a key another one still belongs to the same word, while this lives.
-class KeyboardInputInterval {
- public:
-  explicit KeyboardInputInterval(std::chrono::milliseconds interval);
-  ~KeyboardInputInterval();
-  KeyboardInputInterval(const KeyboardInputInterval&) = delete;
-  KeyboardInputInterval& operator=(const KeyboardInputInterval&) = delete;
-
- private:
-  const int before_;
-};
+/// How long a second click may take to make a double click.
+using DoubleClickInterval =
+    SystemInterval<&QApplication::doubleClickInterval, &QApplication::setDoubleClickInterval>;
+/// How long after a key another one still belongs to the same word.
+using KeyboardInputInterval =
+    SystemInterval<&QApplication::keyboardInputInterval, &QApplication::setKeyboardInputInterval>;
 
 /// What a file manager hands over when these are dragged.
 std::unique_ptr<QMimeData> dragged(const std::vector<std::filesystem::path>& files);
